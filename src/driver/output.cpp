@@ -1,0 +1,120 @@
+#include "driver/output.h"
+
+#include <cerrno>
+#include <cstring>
+
+namespace wp {
+
+namespace {
+constexpr size_t kBufferSize = 1 << 18;
+}
+
+Output::Output() : fp_(stdout), buf_(kBufferSize) {}
+
+Output::~Output() {
+  sync();
+  if (fp_ != stdout) fclose(fp_);
+}
+
+void Output::setFile(FILE* f) {
+  sync();
+  if (fp_ != stdout) fclose(fp_);
+  fp_ = f;
+}
+
+void Output::drain() {
+  if (len_ == 0) return;
+  fwrite(buf_.data(), 1, len_, fp_);
+  written_ += len_;
+  len_ = 0;
+}
+
+void Output::sync() {
+  drain();
+  fflush(fp_);
+}
+
+char* Output::reserve(size_t n) {
+  if (buf_.size() - len_ < n) {
+    drain();
+    if (buf_.size() < n) buf_.resize(n);
+  }
+  return buf_.data() + len_;
+}
+
+void Output::commit(size_t n) {
+  len_ += n;
+}
+
+void Output::write(const void* data, size_t n) {
+  if (n > buf_.size() - len_) {
+    drain();
+    if (n >= buf_.size()) {
+      fwrite(data, 1, n, fp_);
+      written_ += n;
+      if (lineFlush_) fflush(fp_);
+      return;
+    }
+  }
+  memcpy(buf_.data() + len_, data, n);
+  len_ += n;
+  if (lineFlush_) sync();
+}
+
+void Output::vprintf(const char* fmt, va_list ap) {
+  size_t room = buf_.size() - len_;
+  va_list again;
+  va_copy(again, ap);
+  int n = vsnprintf(buf_.data() + len_, room, fmt, ap);
+  if (n < 0) {
+    va_end(again);
+    return;
+  }
+  if (static_cast<size_t>(n) >= room) {
+    drain();
+    if (static_cast<size_t>(n) >= buf_.size()) buf_.resize(n + 1);
+    vsnprintf(buf_.data(), buf_.size(), fmt, again);
+  }
+  va_end(again);
+  len_ += n;
+  if (lineFlush_) sync();
+}
+
+void Output::printf(const char* fmt, ...) {
+  va_list ap;
+  va_start(ap, fmt);
+  vprintf(fmt, ap);
+  va_end(ap);
+}
+
+void Output::err(const char* fmt, ...) {
+  sync();
+  fflush(stdout);
+  va_list ap;
+  va_start(ap, fmt);
+  vfprintf(stderr, fmt, ap);
+  va_end(ap);
+}
+
+void Output::perror(const char* what) {
+  int saved = errno;
+  sync();
+  fflush(stdout);
+  errno = saved;
+  ::perror(what);
+}
+
+void Output::out(const char* fmt, ...) {
+  va_list ap;
+  va_start(ap, fmt);
+  if (fp_ == stdout) {
+    vprintf(fmt, ap);
+  } else {
+    sync();
+    vfprintf(stdout, fmt, ap);
+    fflush(stdout);
+  }
+  va_end(ap);
+}
+
+}  // namespace wp

@@ -1,0 +1,70 @@
+// The listing stream and the two other streams the tool writes to.
+//
+// The listing (`outfp`) is buffered in memory for speed, but every byte that
+// reaches standard error or standard output by another path first flushes it,
+// so each stream sees exactly the bytes, in the order, that flushing after
+// every line would give.
+#pragma once
+
+#include <cstdarg>
+#include <cstdio>
+#include <string_view>
+#include <vector>
+
+#define WP_PRINTF(fmt, args) __attribute__((format(printf, fmt, args)))
+
+namespace wp {
+
+class Output {
+ public:
+  Output();
+  ~Output();
+  Output(const Output&) = delete;
+  Output& operator=(const Output&) = delete;
+
+  // Listing stream (outfp).
+  void printf(const char* fmt, ...) WP_PRINTF(2, 3);
+  void vprintf(const char* fmt, va_list ap);
+  void write(const void* data, size_t n);
+  void write(std::string_view s) { write(s.data(), s.size()); }
+  void put(char c) {
+    if (len_ == buf_.size()) drain();
+    buf_[len_++] = c;
+    if (c == '\n' && lineFlush_) flush();
+  }
+  // Makes room for n bytes and returns where to write them; commit() adds them.
+  char* reserve(size_t n);
+  void commit(size_t n);
+  // A line is complete. Buffered, this writes nothing; with line flushing on
+  // (a benchmark switch) it writes the buffer out.
+  void flush() {
+    if (lineFlush_) sync();
+  }
+  // Writes everything buffered to the stream now.
+  void sync();
+
+  // Redirects the listing to a file opened by "-o" (the stream is owned).
+  void setFile(FILE* f);
+  bool toStdout() const { return fp_ == stdout; }
+  // Benchmarks can turn on a real flush after every line to measure buffering.
+  void setLineFlush(bool on) { lineFlush_ = on; }
+
+  // Standard error: flushes the listing first.
+  void err(const char* fmt, ...) WP_PRINTF(2, 3);
+  void perror(const char* what);
+  // Standard output when it is not the listing (a few separators and notices).
+  void out(const char* fmt, ...) WP_PRINTF(2, 3);
+
+  size_t bytesWritten() const { return written_ + len_; }
+
+ private:
+  void drain();
+
+  FILE* fp_;
+  std::vector<char> buf_;
+  size_t len_ = 0;
+  size_t written_ = 0;
+  bool lineFlush_ = false;
+};
+
+}  // namespace wp

@@ -1,0 +1,96 @@
+#include "driver/run.h"
+
+#include <cerrno>
+#include <cstdlib>
+#include <cstring>
+
+#include "messages/dispatch.h"
+
+namespace wp {
+
+void Run::dbg(const char* fmt, ...) {
+  if (!opt.g_idbg) return;
+  out.sync();
+  fflush(stdout);
+  va_list ap;
+  va_start(ap, fmt);
+  vfprintf(stderr, fmt, ap);
+  va_end(ap);
+  fflush(stderr);
+}
+
+namespace {
+
+// Start-up up to the opened trace file. Returns -1 to go on, else the status.
+int startUp(Run& run, int argc, char** argv, EnvLookup env) {
+  Options& opt = run.opt;
+  // The tool never writes a trace of its own: it has no client library inside
+  // that would look at SQLIDEBUG, so the user's value is only read here.
+  const char* sqlidebug = env("SQLIDEBUG");
+  if (const char* dbg = env("WIREPRINTDBG")) {
+    if (strtol(dbg, nullptr, 10) == 1) opt.g_idbg = 1;
+  }
+  const char* slash = argc > 0 ? strrchr(argv[0], '/') : nullptr;
+  opt.progname = argc > 0 ? (slash ? slash + 1 : argv[0]) : "wireprint";
+
+  int status = parseArgs(argc, argv, opt, run.out);
+  if (status >= 0) return status;
+
+  if (!opt.timestamp && opt.cmd_time) {
+    run.out.out("-notimestamp is set, so -cmd_time will be ignored\n");
+    opt.cmd_time = 0;
+  }
+  if (opt.inpfile.empty()) {
+    if (!sqlidebug) {
+      run.out.err("Specify 'inpfile' OR set environment variable %s.\n", "SQLIDEBUG");
+      return 1;
+    }
+    if (strncmp(sqlidebug, "2:", 2) != 0 || sqlidebug[2] == '\0') {
+      run.out.err("Invalid syntax for %s environment variable.\n", "SQLIDEBUG");
+      return 1;
+    }
+    opt.inpfile = sqlidebug + 2;
+  }
+
+  if (int err = initCodeset(run)) {
+    if (opt.needcsc) run.out.printf("Warning: No codeset convertion will be processed due to\n");
+    run.out.printf("         failure of GLS initialization (%d)\n", err);
+    opt.needcsc = 0;
+  }
+  run.thr.reset();
+  run.timing.cs_stats.reset();
+  run.timing.sc_stats.reset();
+
+  if (!run.rd.file.open(opt.inpfile)) {
+    run.out.perror(opt.inpfile.c_str());
+    return 1;
+  }
+  return -1;
+}
+
+void endOfRun(Run& run) {
+  if (run.opt.summary) printSummary(run);
+  if (run.opt.stmtstats) printStatementReport(run);
+}
+
+}  // namespace
+
+int runMain(Run& run, int argc, char** argv, EnvLookup env) {
+  int status = 0;
+  try {
+    status = startUp(run, argc, argv, env);
+    if (status < 0) {
+      if (readHeader(run)) {
+        while (getpacket(run, nullptr, 0) == 0) printpacket(run);
+      }
+      endOfRun(run);
+      status = 0;
+    }
+  } catch (const Exit& e) {
+    status = e.status;
+  }
+  run.out.sync();
+  return status;
+}
+
+}  // namespace wp

@@ -1,0 +1,48 @@
+// One run of the tool: every piece of state, grouped by owner. Tests build a
+// fresh Run for each case.
+#pragma once
+
+#include <cstdint>
+
+#include "driver/options.h"
+#include "driver/output.h"
+#include "driver/reader.h"
+#include "driver/threads.h"
+#include "messages/capabilities.h"
+#include "messages/state.h"
+#include "stats/stmtstats.h"
+#include "stats/summary.h"
+#include "stats/timing.h"
+#include "values/codeset.h"
+
+namespace wp {
+
+// Thrown to end the run with a status (the design's exit()); the top level
+// flushes the listing and returns the status.
+struct Exit {
+  int status;
+};
+
+struct Run {
+  Options opt;
+  Output out;
+  Reader rd;
+  Threads thr;
+  Capabilities caps;
+  DecoderState dec;
+  Timing timing;
+  SummaryCounters sum;
+  StmtStats stmts;
+  Codeset cs;
+
+  [[noreturn]] void exit(int status) { throw Exit{status}; }
+  // A debug line on standard error, only with WIREPRINTDBG=1.
+  void dbg(const char* fmt, ...) WP_PRINTF(2, 3);
+};
+
+// The whole program: start-up, header, packets, end of run. Returns the exit
+// status. `env` looks variables up (getenv in the real program).
+using EnvLookup = const char* (*)(const char*);
+int runMain(Run& run, int argc, char** argv, EnvLookup env);
+
+}  // namespace wp

@@ -1,0 +1,47 @@
+// Time charged to messages: per-direction message tables, the list of the
+// messages of the packet being decoded, client and server+network time.
+#pragma once
+
+#include <cstdint>
+
+#include "driver/msgtable.h"
+
+namespace wp {
+
+struct Run;
+
+struct MsgStats {
+  // Indexed by message type; one slot beyond 139 takes the type 140 that the
+  // recording accepts but no table prints.
+  static constexpr int kSlots = kNumTypes + 1;
+  int32_t count[kSlots];
+  double total[kSlots];
+  double min[kSlots];
+  double max[kSlots];
+  void reset();
+};
+
+struct PrevEntry {
+  int32_t type, count, thread, stmtid;
+};
+
+struct Timing {
+  static constexpr int kMaxPrevs = 64;
+  MsgStats cs_stats, sc_stats;
+  MsgStats* stats_ptr = &cs_stats;
+  PrevEntry g_prevs[kMaxPrevs];
+  int32_t g_inopr = 0;
+  double c_to_s_fl = 0, s_to_c_fl = 0, client_time_fl = 0, server_time_fl = 0;
+};
+
+// Records one decoded message of the current packet.
+void store_prev(Run& run, int32_t type, int32_t thread, int32_t stmtid);
+// At a data-carrying packet after the first: shares the time since the
+// previous packet among the messages recorded for it.
+void chargePrevious(Run& run, double elapsed);
+// At every data-carrying packet: client and server+network time.
+void directionTime(Run& run, bool client, bool first);
+// "-summary": the end-of-run summary with both message tables.
+void printSummary(Run& run);
+
+}  // namespace wp
