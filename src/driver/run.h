@@ -3,6 +3,7 @@
 #pragma once
 
 #include <cstdint>
+#include <string>
 
 #include "driver/options.h"
 #include "driver/output.h"
@@ -34,6 +35,7 @@ struct Run {
   SummaryCounters sum;
   StmtStats stmts;
   Codeset cs;
+  std::string textbuf;  // printstring's text, grown as needed
 
   [[noreturn]] void exit(int status) { throw Exit{status}; }
   // A debug line on standard error, only with WIREPRINTDBG=1.

@@ -1,0 +1,23 @@
+// Printers of raw packet bytes: labelled strings, character values and
+// framed hex dumps. Each consumes its bytes through the cursor, following the
+// data into further packets, and skips the pad byte of an odd length.
+#pragma once
+
+#include <cstdint>
+
+namespace wp {
+
+class Cursor;
+class Output;
+
+// A labelled text of len bytes: label, blank, the text in quotes, [len].
+// force 1 prints also under -min.
+void printstring(Cursor& cur, int32_t len, const char* label, int force);
+// A character value of len bytes; the caller printed its label.
+void printchar(Cursor& cur, int32_t len);
+// A framed hex and character dump of the next n bytes.
+void hexdump(Cursor& cur, int32_t n);
+// The character column of a dump line: the count bytes at `bytes`.
+void hexascii(Output& out, int count, const uint8_t* bytes);
+
+}  // namespace wp

@@ -1,0 +1,23 @@
+// Text forms of DECIMAL, INT8 and DATE values.
+#pragma once
+
+#include <cstdint>
+
+#include "values/wire.h"
+
+namespace wp {
+
+// The decimal as text in buf (at most len characters, blank-padded on the
+// right); right -1 keeps as many decimals as the value carries.
+int dectoasc(const Decimal* rec, char* buf, int len, int right);
+// The INT8 as a number in base 10 or 16 (lowercase, "-" for negatives, no
+// prefix). A NULL (sign 0) or a magnitude beyond 2^63-1 fails and leaves buf
+// as it was. Returns 0 or a negative error.
+int int8tostr(const Int8* rec, char* buf, int size, int base);
+inline int ovb_int8tostr(const Int8* rec, char* buf, int size) {
+  return int8tostr(rec, buf, size, 10);
+}
+// The date of a day number (day 0 is 1899-12-31).
+int rdatestr(int32_t days, char* buf);
+
+}  // namespace wp
