@@ -33,6 +33,7 @@ struct Run {
   DecoderState dec;
   Timing timing;
   SummaryCounters sum;
+  CommandList cmds;
   StmtStats stmts;
   Codeset cs;
   std::string textbuf;  // printstring's text, grown as needed

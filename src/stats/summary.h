@@ -27,4 +27,22 @@ struct SummaryCounters {
   int32_t sc_packets = 0;  // all other records
 };
 
+// The first statement texts of the run, listed by the summary.
+struct CommandList {
+  static constexpr int kMax = 99;
+  static constexpr int kTextSize = 60;
+  struct Entry {
+    int32_t prepared;
+    char text[kTextSize];  // a text of 60 bytes or more keeps its first 59
+    int32_t length;        // the full length
+  };
+  int32_t count = 0;  // cmd_ptr
+  Entry entries[kMax];
+};
+
+struct Run;
+// COMMAND (prepared 0), PREPARE and DPREPARE (prepared 1) enter their raw text;
+// statements after the 99th are not recorded.
+void recordCommand(Run& run, const char* text, int32_t len, int prepared);
+
 }  // namespace wp

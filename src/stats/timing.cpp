@@ -1,5 +1,7 @@
 #include "stats/timing.h"
 
+#include <cstring>
+
 #include "driver/run.h"
 
 namespace wp {
@@ -11,6 +13,17 @@ void MsgStats::reset() {
     min[i] = 10000000.0;
     max[i] = 0;
   }
+}
+
+void recordCommand(Run& run, const char* text, int32_t len, int prepared) {
+  CommandList& c = run.cmds;
+  if (c.count >= CommandList::kMax) return;
+  CommandList::Entry& e = c.entries[c.count++];
+  e.prepared = prepared;
+  e.length = len;
+  int32_t keep = len < 0 ? 0 : (len >= CommandList::kTextSize ? CommandList::kTextSize - 1 : len);
+  memcpy(e.text, text, static_cast<size_t>(keep));
+  e.text[keep] = '\0';
 }
 
 void store_prev(Run&, int32_t, int32_t, int32_t) {}
