@@ -84,20 +84,26 @@ void printDecimal(Cursor& cur) {
   skipPadded(cur, n);
 }
 
-// User-defined values: a newline, the 4-byte length, then the bytes.
-void printUdt(Cursor& cur) {
+// User-defined values, LVARCHAR and BOOLEAN: a newline and the 4-byte
+// length, shown unless -min, come before the bytes.
+int32_t longLength(Cursor& cur) {
   Run& run = cur.run;
   run.out.printf("\n");
   int32_t n = cur.i32();
   if (!run.opt.min) run.out.printf("\t\t\tData length: %hd\n", static_cast<int16_t>(n));
-  if (run.opt.udt_hex)
+  return n;
+}
+
+void printUdt(Cursor& cur) {
+  int32_t n = longLength(cur);
+  if (cur.run.opt.udt_hex)
     hexdump(cur, n);
   else
     skipPadded(cur, n);
 }
 
 void printBool(Cursor& cur) {
-  int32_t n = cur.i32();
+  int32_t n = longLength(cur);
   if (n > 0) cur.need(1);
   int8_t first = cur.left > 0 ? static_cast<int8_t>(*cur.ptr()) : 0;
   cur.run.out.printf("%x\n", static_cast<unsigned>(first));
@@ -184,7 +190,7 @@ bool printData(Cursor& cur, int type, bool row) {
       printUdt(cur);
       break;
     case 43:
-      printchar(cur, cur.i32());
+      printchar(cur, longLength(cur));
       break;
     case 45:
       printBool(cur);
