@@ -61,7 +61,8 @@ int startUp(Run& run, int argc, char** argv, EnvLookup env) {
   run.timing.cs_stats.reset();
   run.timing.sc_stats.reset();
 
-  if (!run.rd.file.open(opt.inpfile)) {
+  // Tests and the fuzzer hand the trace over in memory.
+  if (!run.rd.file.isOpen() && !run.rd.file.open(opt.inpfile)) {
     run.out.perror(opt.inpfile.c_str());
     return 1;
   }
