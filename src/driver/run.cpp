@@ -10,13 +10,10 @@ namespace wp {
 
 void Run::dbg(const char* fmt, ...) {
   if (!opt.g_idbg) return;
-  out.sync();
-  fflush(stdout);
   va_list ap;
   va_start(ap, fmt);
-  vfprintf(stderr, fmt, ap);
+  out.verr(fmt, ap);
   va_end(ap);
-  fflush(stderr);
 }
 
 namespace {
