@@ -7,8 +7,16 @@
 
 namespace wp {
 
-// The decimal as text in buf (at most len characters, blank-padded on the
-// right); right -1 keeps as many decimals as the value carries.
+// Errors of the text conversions; the caller's buffer is then left as it was.
+constexpr int kTextNull = -1208;      // the value is NULL
+constexpr int kTextRange = -1284;     // the value is out of the form's range
+constexpr int kTextTooLong = -1207;   // the text does not fit
+constexpr int kTextBadValue = -1216;  // the value's bytes are not a valid encoding
+
+// The decimal as text in buf: exactly len characters, blank-padded on the
+// right, no NUL. right -1 keeps as many decimals as the value carries (each
+// base-100 digit is two decimals), right >= 0 rounds to that many. A NULL is
+// all blanks. A fixed form longer than len becomes d.ddde+XX.
 int dectoasc(const Decimal* rec, char* buf, int len, int right);
 // The INT8 as a number in base 10 or 16 (lowercase, "-" for negatives, no
 // prefix). A NULL (sign 0) or a magnitude beyond 2^63-1 fails and leaves buf
