@@ -1,7 +1,9 @@
 #include "values/textforms.h"
 
 #include <cstdio>
+#include <cstdlib>
 #include <cstring>
+#include <ctime>
 #include <string>
 
 namespace wp {
@@ -116,10 +118,62 @@ int dectoasc(const Decimal* rec, char* buf, int len, int right) {
   return 0;
 }
 
-int rdatestr(int32_t, char* buf) {
-  // Not built yet.
-  buf[0] = '\0';
+namespace {
+
+// Days since 1970-01-01 to a proleptic Gregorian date (eras of 400 years).
+void civilFromDays(int64_t z, int64_t& y, int& m, int& d) {
+  z += 719468;
+  int64_t era = (z >= 0 ? z : z - 146096) / 146097;
+  int64_t doe = z - era * 146097;
+  int64_t yoe = (doe - doe / 1460 + doe / 36524 - doe / 146096) / 365;
+  int64_t doy = doe - (365 * yoe + yoe / 4 - yoe / 100);
+  int64_t mp = (5 * doy + 2) / 153;
+  d = static_cast<int>(doy - (153 * mp + 2) / 5 + 1);
+  m = static_cast<int>(mp < 10 ? mp + 3 : mp - 9);
+  y = yoe + era * 400 + (m <= 2);
+}
+
+bool isLeap(int64_t y) {
+  return (y % 4 == 0 && y % 100 != 0) || y % 400 == 0;
+}
+
+// Day 0 of the wire's day numbers, counted from 1970-01-01.
+constexpr int64_t kDayZero = -25568;
+
+}  // namespace
+
+int rdatestr(int32_t days, char* buf, int size, const char* fmt) {
+  int64_t z = kDayZero + days;
+  int64_t y;
+  int m, d;
+  civilFromDays(z, y, m, d);
+  if (y < 1 || y > 9999) return kTextRange;
+  char text[256];
+  if (!fmt || !*fmt) {
+    snprintf(text, sizeof text, "%02d/%02d/%04d", m, d, static_cast<int>(y));
+  } else {
+    static const int kBefore[12] = {0, 31, 59, 90, 120, 151, 181, 212, 243, 273, 304, 334};
+    struct tm tm = {};
+    tm.tm_year = static_cast<int>(y) - 1900;
+    tm.tm_mon = m - 1;
+    tm.tm_mday = d;
+    tm.tm_yday = kBefore[m - 1] + d - 1 + (m > 2 && isLeap(y));
+    tm.tm_wday = static_cast<int>(((z + 4) % 7 + 7) % 7);  // 1970-01-01 was a Thursday
+    // The format is the user's choice, checked by nothing but strftime.
+#pragma GCC diagnostic push
+#pragma GCC diagnostic ignored "-Wformat-nonliteral"
+    size_t got = strftime(text, sizeof text, fmt, &tm);
+#pragma GCC diagnostic pop
+    if (got == 0) return kTextTooLong;
+  }
+  size_t n = strlen(text);
+  if (size <= 0 || n >= static_cast<size_t>(size)) return kTextTooLong;
+  memcpy(buf, text, n + 1);
   return 0;
+}
+
+int rdatestr(int32_t days, char* buf) {
+  return rdatestr(days, buf, kDateTextSize, getenv("WIREPRINT_DATEFMT"));
 }
 
 }  // namespace wp

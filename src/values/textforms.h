@@ -25,7 +25,14 @@ int int8tostr(const Int8* rec, char* buf, int size, int base);
 inline int ovb_int8tostr(const Int8* rec, char* buf, int size) {
   return int8tostr(rec, buf, size, 10);
 }
-// The date of a day number (day 0 is 1899-12-31).
+// The date of a day number (day 0 is 1899-12-31, proleptic Gregorian) as
+// mm/dd/yyyy, or in the strftime format fmt when it is set and not empty.
+// Years outside 1..9999, or a text that does not fit size bytes with its NUL,
+// fail and leave buf as it was.
+int rdatestr(int32_t days, char* buf, int size, const char* fmt);
+// The same into a buffer of kDateTextSize bytes, in the format named by the
+// environment variable WIREPRINT_DATEFMT.
+constexpr int kDateTextSize = 80;
 int rdatestr(int32_t days, char* buf);
 
 }  // namespace wp
