@@ -210,5 +210,88 @@ TEST(PrintChar, LengthPrintsAsSixteenBits) {
   EXPECT_EQ(c.i16(), 12);
 }
 
+// A dump of n bytes, then the short after it.
+struct DumpCase {
+  const char* what;
+  std::string trace;
+  int32_t n;
+  std::string printed;
+  int16_t after;
+};
+
+std::string dumpLine(const char* offset, const std::string& hex, const std::string& chars) {
+  size_t count = hex.size() / 3;
+  std::string pad = count < 16 ? std::string((17 - count) * 3, ' ') : "";
+  return std::string(offset) + ": " + hex + pad + "\t" + chars + "\n";
+}
+
+TEST(HexDump, LayoutsAndJoins) {
+  const std::string top = kRule + "\nHEX DUMP:\n";
+  const std::string bottom = kRule + "\n";
+  const std::string emptyColumn = std::string(51, ' ') + "\t\n";
+  const DumpCase cases[] = {
+      {"one byte and its pad", "CS { hex 41 ff short 3 }\n", 1,
+       top + dumpLine("       0", " 41", "A") + bottom, 3},
+      {"blanks, controls and high bytes", "CS { hex 20 7e 7f 80 00 0a short 3 }\n", 6,
+       top + dumpLine("       0", " 20 7e 7f 80 00 0a", " ~....") + bottom, 3},
+      {"join right after a full line",
+       "CS { text \"ABCDEFGHIJKLMNOP\" }\nSC { hex 5152 short 3 }\n", 18,
+       top +
+           dumpLine("       0", " 41 42 43 44 45 46 47 48 49 4a 4b 4c 4d 4e 4f 50",
+                    "ABCDEFGHIJKLMNOP") +
+           emptyColumn + pkt("S->C", 4) + dumpLine("    0x10", " 51 52", "QR") + bottom,
+       3},
+      {"lines count from each join",
+       "CS { text \"abcde\" }\nSC { text \"fghijklmnopqrstuvw\" }\n"
+       "CS { text \"xyz\" short 3 }\n",
+       26,
+       top + dumpLine("       0", " 61 62 63 64 65", "abcde") + pkt("S->C", 18) +
+           dumpLine("     0x5", " 66 67 68 69 6a 6b 6c 6d 6e 6f 70 71 72 73 74 75",
+                    "fghijklmnopqrstu") +
+           dumpLine("    0x15", " 76 77", "vw") + pkt("C->S", 5) +
+           dumpLine("    0x17", " 78 79 7a", "xyz") + bottom,
+       3},
+      {"negative count: an empty dump", "CS { short 3 }\n", -2, top + emptyColumn + bottom, 3},
+  };
+  for (const DumpCase& c : cases) {
+    Harness h(c.trace);
+    ASSERT_TRUE(h.header());
+    ASSERT_EQ(h.next(), 0);
+    Cursor cur(h.run());
+    hexdump(cur, c.n);
+    EXPECT_EQ(body(h), c.printed) << c.what;
+    EXPECT_EQ(cur.i16(), c.after) << c.what;
+  }
+}
+
+TEST(PrintString, SplitTextsAndTheirPad) {
+  struct {
+    const char* what;
+    std::string trace;
+    std::string printed;
+    int16_t after;
+  } cases[] = {
+      {"even text, odd part in the last packet: no pad",
+       "CS { short 4 text \"a\" }\nSC { text \"bcd\" short 6 }\n",
+       pkt("S->C", 5) + "L \"abcd\" [4]\n", 6},
+      {"odd text, even part in the last packet: pad",
+       "CS { short 5 text \"abc\" }\nSC { text \"de\" pad short 6 }\n",
+       pkt("S->C", 5) + "L \"abcde\" [5]\n", 6},
+      {"three packets",
+       "CS { short 5 text \"a\" }\nSC { text \"bc\" }\nCS { text \"de\" pad short 6 }\n",
+       pkt("S->C", 2) + pkt("C->S", 5) + "L \"abcde\" [5]\n", 6},
+      {"an empty text", "CS { short 0 short 6 }\n", "L \"\" [0]\n", 6},
+  };
+  for (auto& c : cases) {
+    Harness h(c.trace);
+    ASSERT_TRUE(h.header());
+    ASSERT_EQ(h.next(), 0);
+    Cursor cur(h.run());
+    printstring(cur, cur.i16(), "L", 0);
+    EXPECT_EQ(body(h), c.printed) << c.what;
+    EXPECT_EQ(cur.i16(), c.after) << c.what;
+  }
+}
+
 }  // namespace
 }  // namespace wp
