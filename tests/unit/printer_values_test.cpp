@@ -29,6 +29,7 @@ struct Opts {
   bool min = false;
   bool blob = false;
   bool udt = false;
+  bool isprint = false;
 };
 
 struct ValueCase {
@@ -87,6 +88,84 @@ const ValueCase kCases[] = {
      1,
      {},
      head(0, "INT; NULLABLE") + "\t\t\tIndicator: NULL\n\t\t\tPrecision: 0xffffffff\n"},
+    {"Char",
+     "short 0 short 0 short 4 str \"hi  \"",
+     1,
+     {},
+     head(0, "CHAR; NULLABLE") + notNull("0x4") + "\"hi  \" [4]\n"},
+    {"NcharOddWithPad",
+     "short 15 short 0 short 0 str \"abcde\"",
+     1,
+     {},
+     head(0, "NCHAR; NULLABLE") + notNull() + "\"abcde\" [5]\n"},
+    {"NvcharEmpty",
+     "short 16 short 0 short 0 short 0",
+     1,
+     {},
+     head(0, "NVCHAR; NULLABLE") + notNull() + "\"\" [0]\n"},
+    {"Decimal",
+     "short 5 short 0 short 0x0402 short 3 hex c10c22 pad",
+     1,
+     {},
+     head(0, "DECIMAL; NULLABLE") + notNull("0x402") + "12.34\n"},
+    {"DecimalNegative",
+     "short 5 short 0 short 0 short 3 hex 3e5742 pad",
+     1,
+     {},
+     head(0, "DECIMAL; NULLABLE") + notNull() + "-12.34\n"},
+    {"MoneyKeepsTrailingZeros",
+     "short 8 short 0 short 0 short 4 hex c10c1e00",
+     1,
+     {},
+     head(0, "MONEY; NULLABLE") + notNull() + "12.3000\n"},
+    {"DecimalNullForm",
+     "short 5 short 0 short 0 short 2 hex 0000",
+     1,
+     {},
+     head(0, "DECIMAL; NULLABLE") + notNull() + "\n"},
+    {"DatetimeDigits",
+     "short 10 short 0 short 0 short 5 hex c414170b0e pad",
+     1,
+     {},
+     head(0, "DATETIME; NULLABLE") + notNull() + "20231114\n"},
+    {"IntervalOneDigit",
+     "short 14 short 0 short 0 short 2 hex c105",
+     1,
+     {},
+     head(0, "INTERVAL; NULLABLE") + notNull() + "5\n"},
+    // An empty DECIMAL is tested for NULL on the two bytes that follow it.
+    {"DecimalEmptyBeforeMarker",
+     "short 5 short 0 short 0 short 0",
+     1,
+     {},
+     head(0, "DECIMAL; NULLABLE") + notNull() + "0\n"},
+    {"DecimalEmptyBeforeZeros",
+     "short 5 short 0 short 0 short 0 short 0 short 0 short 0 short 0",
+     2,
+     {},
+     head(0, "DECIMAL; NULLABLE") + notNull() + "\n" + head(1, "CHAR; NULLABLE") + notNull() +
+         "\"\" [0]\n"},
+    // Beyond 18 bytes the value ignores the rest, but all of it is skipped.
+    {"DecimalLongerThanItsDigits",
+     "short 5 short 0 short 0 short 21 hex c101 zeros 19 pad",
+     1,
+     {},
+     head(0, "DECIMAL; NULLABLE") + notNull() + "1.000000000000000000000000000000\n"},
+    {"Date",
+     "short 7 short 0 short 0 long 45243",
+     1,
+     {},
+     head(0, "DATE; NULLABLE") + notNull() + "11/14/2023\n"},
+    {"DateLeapDay",
+     "short 0x107 short 0 short 0 long 36584",
+     1,
+     {},
+     head(0, "DATE; NOT NULLABLE") + notNull() + "02/29/2000\n"},
+    {"VarcharPrintableOnly",
+     "short 13 short 0 short 0 str \"a\\x01b\"",
+     1,
+     {.isprint = true},
+     head(0, "VARCHAR; NULLABLE") + notNull() + "\"a.b\"\n"},
     {"Int8",
      "short 17 short 0 short 0 int8 -1234567890123",
      1,
@@ -239,6 +318,7 @@ TEST_P(Values, PrintAndConsume) {
   run.opt.min = c.opts.min;
   run.opt.blob_hex = c.opts.blob;
   run.opt.udt_hex = c.opts.udt;
+  run.opt.isprint_flag = c.opts.isprint;
   Cursor cur(run);
   testing::internal::CaptureStdout();
   printvalues(cur, c.count);
@@ -271,6 +351,12 @@ const SplitCase kSplits[] = {
      pkt(4) + "65538\n", 2},
     {"TypeWordAcrossPackets", "CS { hex 00 }\nSC { hex 01 short 0 short 0 short 9 short 30583 }\n",
      "9\n", 2},
+    {"DecimalAcrossPackets",
+     "CS { short 5 short 0 short 0 short 3 hex c10c }\nSC { hex 22 pad short 30583 }\n",
+     pkt(4) + "12.34\n", 2},
+    {"CharLengthAcrossPackets",
+     "CS { short 0 short 0 short 0 hex 00 }\nSC { hex 02 text \"ok\" short 30583 }\n",
+     pkt(5) + "\"ok\" [2]\n", 2},
     // Skipped data: the pad byte goes by the part in the last packet.
     {"UdtOddTailSkipsPad",
      "CS { short 40 short 0 short 0 long 5 hex 0102 }\nSC { hex 030405 pad short 30583 }\n",
