@@ -47,7 +47,5 @@ void directionTime(Run& run, bool client, bool first);
 // One direction's message table: `which` 99 ('c') the client's, any other
 // the server's; the table becomes stats_ptr.
 void print_stats_ptr(Run& run, int which);
-// "-summary": the end-of-run summary with both message tables.
-void printSummary(Run& run);
 
 }  // namespace wp
