@@ -10,7 +10,9 @@
 #include "driver/reader.h"
 #include "driver/threads.h"
 #include "messages/capabilities.h"
+#include "messages/lobstate.h"
 #include "messages/state.h"
+#include "messages/xastate.h"
 #include "stats/stmtstats.h"
 #include "stats/summary.h"
 #include "stats/timing.h"
@@ -31,6 +33,8 @@ struct Run {
   Threads thr;
   Capabilities caps;
   DecoderState dec;
+  XaState xa;
+  LobState lob;
   Timing timing;
   SummaryCounters sum;
   CommandList cmds;
