@@ -257,7 +257,7 @@ TEST(XaMiscFlags, WordThenModesUntilModeTwoFiftySix) {
       "SC { msg SQ_MISCFLAGS long 17 "            // the word
       "msg SQ_MISCFLAGS short 5 "                 // a mode, nothing more
       "msg SQ_MISCFLAGS short 64 long 1 long 2 "  // two longs, not shown
-      "msg SQ_MISCFLAGS short 256 long 42 str \"stores\" "
+      "msg SQ_MISCFLAGS short 256 long 42 str \"shop\" "
       "msg SQ_MISCFLAGS long -3 "  // the word again
       "msg SQ_MISCFLAGS short 6 }\n";
   EXPECT_EQ(decode(trace),
@@ -265,7 +265,7 @@ TEST(XaMiscFlags, WordThenModesUntilModeTwoFiftySix) {
             "\tSQ_MISCFLAGS\n\t\tMode..: 5\n"
             "\tSQ_MISCFLAGS\n\t\tMode..: 64\n"
             "\tSQ_MISCFLAGS\n\t\tMode..: 256\n\t\t\tUDR id: 42\n"
-            "\t\t\tDatabase: \"stores\" [6]\n"
+            "\t\t\tDatabase: \"shop\" [4]\n"
             "\tSQ_MISCFLAGS\n\t\tpc_boolmods: -3\n"
             "\tSQ_MISCFLAGS\n\t\tMode..: 6\n");
   // Under -min the word and the routine id stay.
