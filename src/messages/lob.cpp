@@ -30,20 +30,24 @@ bool eightByteFileSizes(const Run& run) {
   return run.caps.protocolver.has(5, 0x20);
 }
 
-// An INT8 in its 10 wire bytes, as text in base 16 or 10 (empty when it has
-// no text form, such as a NULL).
+// An INT8 in its 10 wire bytes, as text (empty when it has no text form,
+// such as a NULL). Offsets travel in hex, a few sizes in decimal.
 struct Int8Text {
   char buf[80] = {};
 };
+enum Base { kHex, kDecimal };
 
-Int8Text readInt8(Cursor& cur, int base) {
+Int8Text readInt8(Cursor& cur, Base base) {
   uint8_t raw[10];
   cur.need(10);
   cur.getBytes(10, raw);
   Int8 v;
   ldint8(raw, &v);
   Int8Text t;
-  int8tostr(&v, t.buf, sizeof t.buf, base);
+  if (base == kDecimal)
+    ovb_int8tostr(&v, t.buf, sizeof t.buf);
+  else
+    int8tostr(&v, t.buf, sizeof t.buf, 16);
   return t;
 }
 
@@ -80,7 +84,7 @@ void lodataChunks(Run& run, Cursor& cur, int32_t total) {
 }
 
 void lodataOffset(Run& run, Cursor& cur) {
-  run.out.printf("\t\t Offset: %s\n", readInt8(cur, 16).buf);
+  run.out.printf("\t\t Offset: %s\n", readInt8(cur, kHex).buf);
   int16_t whence = cur.i16();
   if (shown(run)) run.out.printf("\t\t Whence : %d\n", whence);
 }
@@ -150,11 +154,11 @@ void lodataReply(Run& run, Cursor& cur) {
 // The position reply of a seek or tell, or the offset and whence of a seek.
 void fileSeek(Run& run, Cursor& cur, LobState& lob) {
   if (lob.prev_file_optype == 4 && lob.file_request_num != 0) {
-    run.out.printf("\t\tNew position: %s\n", readInt8(cur, 16).buf);
+    run.out.printf("\t\tNew position: %s\n", readInt8(cur, kHex).buf);
     --lob.file_request_num;
     return;
   }
-  run.out.printf("\t\tOffset: %s\n", readInt8(cur, 16).buf);
+  run.out.printf("\t\tOffset: %s\n", readInt8(cur, kHex).buf);
   int32_t whence = cur.i32();
   if (shown(run)) run.out.printf("\t\tWhence: %d\n", whence);
   countRequest(lob);
@@ -169,7 +173,7 @@ void fileOpen(Run& run, Cursor& cur) {
   int32_t flags = cur.i32();
   if (shown(run)) run.out.printf("\t\tFlags: %d\n", flags);
   if (largeSizes(run)) {
-    run.out.printf("\t\tOffset: %s\n", readInt8(cur, 16).buf);
+    run.out.printf("\t\tOffset: %s\n", readInt8(cur, kHex).buf);
   } else {
     int32_t offset = cur.i32();
     if (shown(run)) run.out.printf("\t\tOffset: %d\n", offset);
@@ -185,7 +189,7 @@ void fileRead(Run& run, Cursor& cur) {
     if (shown(run)) run.out.printf("\t\tBuffer Size :%d\n", size);
   }
   if (eightByteFileSizes(run)) {
-    Int8Text amount = readInt8(cur, 10);
+    Int8Text amount = readInt8(cur, kDecimal);
     if (shown(run)) run.out.printf("\t\tRead Amount: %s\n", amount.buf);
   } else {
     int32_t amount = cur.i32();
@@ -243,7 +247,7 @@ void decodeFile(Run& run, Cursor& cur) {
       break;
     case 5:  // tell: the request has no body
       if (lob.prev_file_optype == 5 && lob.file_request_num != 0) {
-        run.out.printf("\t\tPosition: %s\n", readInt8(cur, 16).buf);
+        run.out.printf("\t\tPosition: %s\n", readInt8(cur, kHex).buf);
         --lob.file_request_num;
       } else {
         countRequest(lob);
@@ -284,7 +288,7 @@ void decodeFile(Run& run, Cursor& cur) {
 void decodeFileRead(Run& run, Cursor& cur) {
   if (!cur.fileRead) {
     if (eightByteFileSizes(run)) {
-      Int8Text total = readInt8(cur, 10);
+      Int8Text total = readInt8(cur, kDecimal);
       if (shown(run)) run.out.printf("\t\tTotal Size: %s\n", total.buf);
     } else {
       int32_t total = cur.i32();
@@ -312,7 +316,7 @@ void decodeFileWrite(Run& run, Cursor& cur) {
   LobState& lob = run.lob;
   if (!lob.writeOpen() || lob.top() > LobState::kFlowing) {
     if (largeSizes(run)) {
-      run.out.printf("\t\tTotal Size : %s\n", readInt8(cur, 16).buf);
+      run.out.printf("\t\tTotal Size : %s\n", readInt8(cur, kHex).buf);
     } else {
       int32_t total = cur.i32();
       if (shown(run)) run.out.printf("\t\tTotal Size: %d\n", total);

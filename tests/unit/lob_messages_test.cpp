@@ -66,6 +66,10 @@ TEST(LobLodata, RequestsByOperation) {
       {"seek", "short 1 short 3 long 0 short 0 int8 -255 short 2",
        "\t\t Optype : 1\n\t\t lofd :3\n\t\t Total Size: 0\n\t\t Chunk Size: 0\n"
        "\t\t Offset: -ff\n\t\t Whence : 2\n"},
+      {"a NULL offset has no text",
+       "short 1 short 3 long 0 short 0 hex 0000 00000000 00000000 short 0",
+       "\t\t Optype : 1\n\t\t lofd :3\n\t\t Total Size: 0\n\t\t Chunk Size: 0\n"
+       "\t\t Offset: \n\t\t Whence : 0\n"},
       {"write at an offset", "short 3 short 3 long 2 short 2 int8 4096 short 0 short 2 text \"xy\"",
        "\t\t Optype : 3\n\t\t lofd :3\n\t\t Total Size: 2\n\t\t Chunk Size: 2\n"
        "\t\t Offset: 1000\n\t\t Whence : 0\n\t\t Size: 2\n"},
@@ -399,6 +403,30 @@ TEST(LobFileRead, ServerPacketsInsideATransferAreDecodedInPlace) {
             "\tSQ_FILE_READ\n\t\tTotal Size: 4\n\tSQ_FILE_READ\n\t\tBuffer size :4\n"
             "\nS->C (6)\t\t\t\n\tSQ_RELCOLL\n\t\tCollection handle: 7 [0x7]\n"
             "\nC->S (4)\t\t\t\n\tSQ_EOT\n");
+}
+
+TEST(LobFileRead, AnEmptyServerRecordBetweenCarriedBytesShowsNothing) {
+  // The block size is split: its first two bytes are carried over the empty
+  // server record, which has no messages (and no "Read too far").
+  std::string out = decode(
+      "CS { msg SQ_FILE_READ long 2 msg SQ_FILE_READ hex 0000 }\n"
+      "SC { }\n"
+      "CS { hex 0002 text \"ab\" msg SQ_EOT }\n",
+      {kLarge});
+  EXPECT_EQ(out,
+            "\tSQ_FILE_READ\n\t\tTotal Size: 2\n\tSQ_FILE_READ\n"
+            "\nS->C (0)\t\t\t\n"
+            "\nC->S (6)\t\t\t\n\t\tBuffer size: 2\n\tSQ_EOT\n");
+}
+
+TEST(LobFile, Int8StraddlesPackets) {
+  // The seek offset's first 4 bytes are carried in front of the rest.
+  std::string out = decode(
+      "SC { msg SQ_FILE short 4 hex 0001 0000 }\n"
+      "SC { hex 0001 00000002 long 0 }\n");
+  EXPECT_EQ(out,
+            "\tSQ_FILE\n\t\tOptype..: 4\n\nS->C (10)\t\t\t\n"
+            "\t\tOffset: 100000002\n\t\tWhence: 0\n");
 }
 
 TEST(LobFileRead, WithoutTheModeAServerPacketIsTakenAsData) {
