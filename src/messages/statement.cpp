@@ -69,8 +69,12 @@ void decodeBlob(Run& run, Cursor& cur) {
 void decodeBbind(Run& run, Cursor& cur) {
   notDecoded(run, cur);
 }
+// The end of a transmission. Back on the side that started a file read, the
+// read is over; a file write whose data was flowing has all of it now.
 void decodeEot(Run& run, Cursor& cur) {
-  notDecoded(run, cur);
+  const char* d = run.rd.msgdir;
+  if (cur.fileRead && d[0] == run.dec.fdir[0] && d[1] == run.dec.fdir[1]) cur.fileRead = false;
+  run.lob.eot();
 }
 
 }  // namespace wp
