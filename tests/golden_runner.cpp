@@ -14,6 +14,8 @@
 // A section header may end in "noeol" when its text has no final newline.
 // golden_runner WIREPRINT [--update] FILE...; --update rewrites the expected
 // sections from what the binary printed (review the diff before committing).
+// golden_runner --corpus DIR FILE... writes each trace, behind two zero
+// option bytes, as a seed for the fuzzer.
 #include <fcntl.h>
 #include <sys/wait.h>
 #include <unistd.h>
@@ -220,7 +222,24 @@ int runCase(const std::string& bin, const std::string& path, bool update) {
 
 }  // namespace
 
+// Seeds for the fuzzer: two option bytes (none set), then the trace.
+int writeCorpus(const std::string& dir, int argc, char** argv) {
+  for (int i = 3; i < argc; ++i) {
+    Case c = parse(slurp(argv[i]));
+    const Section* t = c.find("trace");
+    if (!t) continue;
+    tracec::Result r = tracec::compile(t->text);
+    if (!r.ok()) continue;
+    std::string name = argv[i];
+    name = name.substr(name.find_last_of('/') + 1);
+    std::ofstream o(dir + "/" + name, std::ios::binary);
+    o.put(0).put(0).write(reinterpret_cast<const char*>(r.bytes.data()), r.bytes.size());
+  }
+  return 0;
+}
+
 int main(int argc, char** argv) {
+  if (argc >= 3 && std::string(argv[1]) == "--corpus") return writeCorpus(argv[2], argc, argv);
   if (argc < 3) {
     std::cerr << "usage: golden_runner WIREPRINT [--update] FILE...\n";
     return 2;

@@ -6,19 +6,19 @@
 namespace wp {
 
 namespace {
-constexpr size_t kBufferSize = 1 << 18;
+constexpr size_t kBufferSize = 1 << 16;
 }
 
 Output::Output() : fp_(stdout), buf_(kBufferSize) {}
 
 Output::~Output() {
   sync();
-  if (fp_ != stdout) fclose(fp_);
+  if (fp_ != stdfp_) fclose(fp_);
 }
 
 void Output::setFile(FILE* f) {
   sync();
-  if (fp_ != stdout) fclose(fp_);
+  if (fp_ != stdfp_) fclose(fp_);
   fp_ = f;
 }
 
@@ -87,32 +87,42 @@ void Output::printf(const char* fmt, ...) {
   va_end(ap);
 }
 
-void Output::err(const char* fmt, ...) {
+void Output::verr(const char* fmt, va_list ap) {
   sync();
-  fflush(stdout);
+  fflush(stdfp_);
+  vfprintf(errfp_, fmt, ap);
+  fflush(errfp_);
+}
+
+void Output::err(const char* fmt, ...) {
   va_list ap;
   va_start(ap, fmt);
-  vfprintf(stderr, fmt, ap);
+  verr(fmt, ap);
   va_end(ap);
 }
 
+// As perror(3) prints it.
 void Output::perror(const char* what) {
   int saved = errno;
   sync();
-  fflush(stdout);
-  errno = saved;
-  ::perror(what);
+  fflush(stdfp_);
+  if (what && *what) {
+    fprintf(errfp_, "%s: %s\n", what, strerror(saved));
+  } else {
+    fprintf(errfp_, "%s\n", strerror(saved));
+  }
+  fflush(errfp_);
 }
 
 void Output::out(const char* fmt, ...) {
   va_list ap;
   va_start(ap, fmt);
-  if (fp_ == stdout) {
+  if (fp_ == stdfp_) {
     vprintf(fmt, ap);
   } else {
     sync();
-    vfprintf(stdout, fmt, ap);
-    fflush(stdout);
+    vfprintf(stdfp_, fmt, ap);
+    fflush(stdfp_);
   }
   va_end(ap);
 }

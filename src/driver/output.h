@@ -8,8 +8,8 @@
 
 #include <cstdarg>
 #include <cstdio>
+#include <memory>
 #include <string_view>
-#include <vector>
 
 #define WP_PRINTF(fmt, args) __attribute__((format(printf, fmt, args)))
 
@@ -24,7 +24,7 @@ class Output {
 
   // Listing stream (outfp).
   void printf(const char* fmt, ...) WP_PRINTF(2, 3);
-  void vprintf(const char* fmt, va_list ap);
+  void vprintf(const char* fmt, va_list ap) WP_PRINTF(2, 0);
   void write(const void* data, size_t n);
   void write(std::string_view s) { write(s.data(), s.size()); }
   void put(char c) {
@@ -45,15 +45,24 @@ class Output {
 
   // Redirects the listing to a file opened by "-o" (the stream is owned).
   void setFile(FILE* f);
-  bool toStdout() const { return fp_ == stdout; }
+  bool toStdout() const { return fp_ == stdfp_; }
   // Benchmarks can turn on a real flush after every line to measure buffering.
   void setLineFlush(bool on) { lineFlush_ = on; }
 
   // Standard error: flushes the listing first.
   void err(const char* fmt, ...) WP_PRINTF(2, 3);
+  void verr(const char* fmt, va_list ap) WP_PRINTF(2, 0);
   void perror(const char* what);
   // Standard output when it is not the listing (a few separators and notices).
   void out(const char* fmt, ...) WP_PRINTF(2, 3);
+
+  // Where "standard error" and "standard output" go (a fuzzer mutes them).
+  void setStreams(FILE* err, FILE* std) {
+    sync();
+    if (fp_ == stdfp_) fp_ = std;
+    errfp_ = err;
+    stdfp_ = std;
+  }
 
   size_t bytesWritten() const { return written_ + len_; }
 
@@ -61,7 +70,19 @@ class Output {
   void drain();
 
   FILE* fp_;
-  std::vector<char> buf_;
+  FILE* errfp_ = stderr;
+  FILE* stdfp_ = stdout;
+  // The buffer is only ever grown while empty, so growth need not copy; it
+  // is left uninitialised (a run allocates it once).
+  struct Buffer {
+    std::unique_ptr<char[]> p;
+    size_t n = 0;
+    explicit Buffer(size_t k) : p(new char[k]), n(k) {}
+    char* data() { return p.get(); }
+    size_t size() const { return n; }
+    void resize(size_t k) { p.reset(new char[k]), n = k; }
+    char& operator[](size_t i) { return p[i]; }
+  } buf_;
   size_t len_ = 0;
   size_t written_ = 0;
   bool lineFlush_ = false;

@@ -10,13 +10,10 @@ namespace wp {
 
 void Run::dbg(const char* fmt, ...) {
   if (!opt.g_idbg) return;
-  out.sync();
-  fflush(stdout);
   va_list ap;
   va_start(ap, fmt);
-  vfprintf(stderr, fmt, ap);
+  out.verr(fmt, ap);
   va_end(ap);
-  fflush(stderr);
 }
 
 namespace {
@@ -61,7 +58,8 @@ int startUp(Run& run, int argc, char** argv, EnvLookup env) {
   run.timing.cs_stats.reset();
   run.timing.sc_stats.reset();
 
-  if (!run.rd.file.open(opt.inpfile)) {
+  // Tests and the fuzzer hand the trace over in memory.
+  if (!run.rd.file.isOpen() && !run.rd.file.open(opt.inpfile)) {
     run.out.perror(opt.inpfile.c_str());
     return 1;
   }

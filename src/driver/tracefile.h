@@ -15,6 +15,7 @@ class TraceFile {
   bool open(const std::string& path);
   // Reads from memory instead (tests, fuzzing).
   void openMemory(const uint8_t* data, size_t size);
+  bool isOpen() const { return fd_ >= 0 || mem_; }
 
   // Copies up to n bytes to dst (which may be null to skip them); returns the
   // count read. A short count means end of file or, with error() set, a read

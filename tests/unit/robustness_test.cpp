@@ -36,15 +36,13 @@ std::vector<std::vector<uint8_t>> goldenTraces() {
   return out;
 }
 
-// Runs the whole program on the bytes with standard output and error muted.
+// Runs the whole program on the bytes (handed over in memory) with the
+// listing sent to /dev/null and standard output and error muted.
 int runOn(const std::vector<uint8_t>& bytes, std::vector<std::string> args) {
-  static const std::string path = std::string(::testing::TempDir()) + "wireprint-robust.trace";
-  {
-    std::ofstream f(path, std::ios::binary | std::ios::trunc);
-    f.write(reinterpret_cast<const char*>(bytes.data()), bytes.size());
-  }
   args.insert(args.begin(), "wireprint");
-  args.push_back(path);
+  args.push_back("-o");
+  args.push_back("/dev/null");
+  args.push_back("trace");
   std::vector<char*> argv;
   for (auto& a : args) argv.push_back(a.data());
   fflush(stdout);
@@ -53,6 +51,7 @@ int runOn(const std::vector<uint8_t>& bytes, std::vector<std::string> args) {
   dup2(null, 1);
   dup2(null, 2);
   auto run = std::make_unique<Run>();
+  run->rd.file.openMemory(bytes.data(), bytes.size());
   int status = runMain(*run, static_cast<int>(argv.size()), argv.data(),
                        [](const char*) -> const char* { return nullptr; });
   run.reset();
