@@ -138,9 +138,11 @@ class Describe {
   // bytes of the packet count, a name cut by its end ends there.
   std::vector<std::string> inPlaceNames(int64_t skip) const {
     std::vector<std::string> names;
-    if (cur_.left <= skip) return names;
+    int64_t inBuffer = static_cast<int64_t>(run_.rd.packet.size()) - cur_.pos;
+    int64_t have = std::min<int64_t>(cur_.left, inBuffer) - skip;
+    if (have <= 0) return names;
     const char* p = reinterpret_cast<const char*>(cur_.ptr()) + skip;
-    const char* end = p + (cur_.left - skip);
+    const char* end = p + have;
     while (p < end) {
       const char* z = std::find(p, end, '\0');
       names.emplace_back(p, z);
