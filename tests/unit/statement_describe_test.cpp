@@ -2,10 +2,13 @@
 // extended block, names across packets and the statement id handover.
 #include <gtest/gtest.h>
 
+#include <clocale>
+#include <cstdlib>
 #include <string>
 #include <vector>
 
 #include "statement_decode.h"
+#include "values/codeset.h"
 
 namespace wp {
 namespace {
@@ -214,6 +217,31 @@ TEST(Describe, WildColumnCounts) {
   EXPECT_EQ(negative.listing(), "[SC 18]\n\tSQ_DESCRIBE\n" + kHeadLines +
                                     "\t\t# output fields.....: -3\n"
                                     "\t\tSize of string table: 0\n\tSQ_RELEASE\n");
+}
+
+// Field names go through the conversion of names shown from descriptions;
+// one that does not convert, or -nocsc, prints its bytes as they came.
+TEST(Describe, FieldNamesConverted) {
+  const std::string records = "SC { " + kHead +
+                              "short 2 short 10 short 0 long 0 short 2 long 4 "
+                              "short 0 long 4 short 2 long 4 "
+                              "cstr \"\\xc3\\xa9t\\xc3\\xa9\" cstr \"\\xff\" }\n";
+  setenv("LC_ALL", "C.UTF-8", 1);
+  for (int needcsc : {1, 0}) {
+    SCOPED_TRACE(needcsc);
+    Decode d(records);
+    setBits(d.caps().protocolver, {5, 54});
+    ASSERT_EQ(initCodeset(d.run(), "ISO-8859-1"), 0);
+    d.opt().needcsc = needcsc;
+    ASSERT_EQ(d.all(), 0);
+    std::string l = d.listing();
+    EXPECT_NE(l.find(needcsc ? "\t\t0) Field '\xe9t\xe9'\n" : "\t\t0) Field '\xc3\xa9t\xc3\xa9'\n"),
+              std::string::npos)
+        << l;
+    EXPECT_NE(l.find("\t\t1) Field '\xff'\n"), std::string::npos) << l;
+  }
+  setenv("LC_ALL", "C", 1);
+  setlocale(LC_ALL, "C");
 }
 
 }  // namespace
