@@ -10,6 +10,7 @@
 #include "driver/reader.h"
 #include "driver/threads.h"
 #include "messages/capabilities.h"
+#include "messages/database.h"
 #include "messages/state.h"
 #include "stats/stmtstats.h"
 #include "stats/summary.h"
@@ -31,6 +32,7 @@ struct Run {
   Threads thr;
   Capabilities caps;
   DecoderState dec;
+  DatabaseState db;
   Timing timing;
   SummaryCounters sum;
   CommandList cmds;
