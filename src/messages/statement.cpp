@@ -124,10 +124,6 @@ bool carriesSqlstate(int16_t sqlerr) {
   return sqlerr == -937 || sqlerr == 0;
 }
 
-void clearDirections(Run& run) {
-  std::fill(std::begin(run.dec.direction), std::end(run.dec.direction), 0);
-}
-
 }  // namespace
 
 // COMMAND, PREPARE and DPREPARE: the statement text.
@@ -223,7 +219,7 @@ void decodeSfetch(Run& run, Cursor& cur) {
 // TUPLE and SGKTUPLE: one row of the fetch.
 void decodeTuple(Run& run, Cursor& cur) {
   const bool quiet = run.opt.min;
-  run.dec.direction[run.dec.msgtype] = 1;  // the value printer reads rows now
+  run.dec.setReply(run.dec.msgtype, true);  // the value printer reads rows now
   int16_t warnings = cur.getShort();
   if (!quiet) run.out.printf("\t\t# Warnings..: %hd\n", warnings);
   int32_t len;
@@ -266,7 +262,7 @@ void decodeErr(Run& run, Cursor& cur) {
   int16_t len = cur.i16();
   printstring(cur, len, "\t\tError message......:", 1);
   if (carriesSqlstate(sqlerr)) miError(run, cur, false);
-  clearDirections(run);
+  run.dec.clearDirections();
 }
 
 void decodePutErr(Run& run, Cursor& cur) {
@@ -281,7 +277,7 @@ void decodePutErr(Run& run, Cursor& cur) {
   int16_t len = cur.i16();
   printstring(cur, len, "\t\tError message......:", 1);
   if (carriesSqlstate(sqlerr)) miError(run, cur, true);
-  clearDirections(run);
+  run.dec.clearDirections();
 }
 
 void decodePut(Run& run, Cursor& cur) {

@@ -1,10 +1,13 @@
 // Statement, cursor, row and error messages decoded from described traces.
 #include <gtest/gtest.h>
 
+#include <clocale>
+#include <cstdlib>
 #include <string>
 #include <vector>
 
 #include "statement_decode.h"
+#include "values/codeset.h"
 
 namespace wp {
 namespace {
@@ -127,7 +130,7 @@ TEST(StatementText, HundredthPrepareIsListedButNotRecorded) {
   EXPECT_NE(d.listing().find("CMD.....: \"select 1100\" [11]\n"), std::string::npos);
 }
 
-TEST(StatementIds, ProvisionalIdAndServerId) {
+TEST(StatementIdHandover, ProvisionalIdAndServerId) {
   // With statistics the text makes packet number + 1000000 current; SQ_ID
   // replaces it, and does so also without statistics.
   for (int stats : {0, 1}) {
@@ -148,6 +151,30 @@ TEST(StatementIds, ProvisionalIdAndServerId) {
   EXPECT_EQ(d.run().thr.cur->stmtid, 1000001);
   ASSERT_TRUE(d.packet());
   EXPECT_EQ(d.run().thr.cur->stmtid, 1000002);
+}
+
+// Statistics keep the converted text, the command list the raw one.
+TEST(StatementIdHandover, StatementsInTheStatistics) {
+  setenv("LC_ALL", "C.UTF-8", 1);
+  Decode d(
+      "CS { msg SQ_PREPARE short 0 str \"select caf\\xe9 from t where a = 1\" }\n"
+      "SC { msg SQ_ID short 5 }\n"
+      "CS { msg SQ_SGKPREPARE short 0 }\n");
+  ASSERT_EQ(initCodeset(d.run(), "ISO-8859-1"), 0);
+  d.opt().stmtstats = 1;
+  ASSERT_EQ(d.all(), 0);
+  setenv("LC_ALL", "C", 1);
+  setlocale(LC_ALL, "C");
+  const auto& list = d.run().stmts.list;
+  ASSERT_EQ(list.size(), 2u);
+  EXPECT_EQ(list[0].text, "SELECT caf\xc3\xa9 FROM t WHERE a = ?");
+  EXPECT_EQ(list[0].id, 5);
+  EXPECT_EQ(list[1].text, "");
+  EXPECT_EQ(list[1].id, 1000003);
+  EXPECT_STREQ(d.run().cmds.entries[0].text, "select caf\xe9 from t where a = 1");
+  EXPECT_NE(d.listing().find("CMD.....: \"select caf\xc3\xa9 from t where a = 1\" [31]"),
+            std::string::npos)
+      << d.listing();
 }
 
 TEST(CursorMessages, Fields) {
@@ -322,6 +349,29 @@ TEST(Rows, TupleFlagsAndVolumes) {
   EXPECT_EQ(run.sum.fetch_bytes, 7);
   EXPECT_EQ(run.sum.put_count, 1);
   EXPECT_EQ(run.sum.put_bytes, 18);
+}
+
+// With statement statistics each row of a PUT counts as a message.
+TEST(Rows, PutRowsCountAsMessages) {
+  struct {
+    int stats;
+    const char* put;
+    int count;
+  } cases[] = {
+      {1, "short 5 short 3 zeros 18", 3}, {0, "short 5 short 3 zeros 18", 1},
+      {1, "short 4 short 1 zeros 4", 1},  {1, "short 4 short 0", 1},
+      {1, "short 4 short -2", 1},
+  };
+  for (auto& c : cases) {
+    SCOPED_TRACE(c.put);
+    Decode d(std::string("CS { msg SQ_PUT ") + c.put + " msg SQ_PUT short 0 short 0 }\n");
+    d.opt().stmtstats = c.stats;
+    ASSERT_EQ(d.all(), 0);
+    const Timing& t = d.run().timing;
+    ASSERT_EQ(t.g_inopr, 1);
+    EXPECT_EQ(t.g_prevs[0].type, 17);
+    EXPECT_EQ(t.g_prevs[0].count, c.count + 1);
+  }
 }
 
 TEST(Errors, ErrAndPutErr) {
