@@ -73,7 +73,7 @@ TEST(RoutineFparam, LengthPrecisionScale) {
       "short 1 byte 1 short 1 long 9 long 2 short 5 short 0 }\n",
       [](wp::Run& run) {
         run.caps.protocolver.b[0] = 0x10;
-        run.dec.direction[101] = 1;  // a lookup is under way
+        run.dec.setReply(101, true);  // a lookup is under way
       });
   EXPECT_EQ(d.listing,
             "\tSQ_GETROUTINE\n\t\tRoutine handle: 1 [0x1]\n\tSQ_FPARAM\n\t\tFunc State: 1\n"
