@@ -187,3 +187,25 @@ TEST(RoutineVput, TupleDumpUnderMinKeepsTheDumps) {
 
 }  // namespace
 }  // namespace wp
+
+namespace wp {
+namespace {
+
+// With statement statistics each row after the first counts as one more
+// message of the packet; without them a put counts once.
+TEST(RoutineVput, EachRowCountsWithStatementStatistics) {
+  for (int stmtstats : {0, 1}) {
+    test::Harness h("CS { msg SQ_VPUT short 3 long 1 long 1 long 1 zeros 6 }\n");
+    ASSERT_TRUE(h.header());
+    h.run().opt.stmtstats = stmtstats;
+    ASSERT_EQ(h.next(), 0);
+    printpacket(h.run());
+    const Timing& t = h.run().timing;
+    ASSERT_EQ(t.g_inopr, 1);
+    EXPECT_EQ(t.g_prevs[0].type, 133);
+    EXPECT_EQ(t.g_prevs[0].count, stmtstats ? 3 : 1);
+  }
+}
+
+}  // namespace
+}  // namespace wp
