@@ -185,17 +185,11 @@ TEST(RoutineVput, TupleDumpUnderMinKeepsTheDumps) {
                            std::string(15 * 3, ' ') + "\thi\n" + rule + "\n\tSQ_RELEASE\n");
 }
 
-}  // namespace
-}  // namespace wp
-
-namespace wp {
-namespace {
-
 // With statement statistics each row after the first counts as one more
 // message of the packet; without them a put counts once.
 TEST(RoutineVput, EachRowCountsWithStatementStatistics) {
   for (int stmtstats : {0, 1}) {
-    test::Harness h("CS { msg SQ_VPUT short 3 long 1 long 1 long 1 zeros 6 }\n");
+    Harness h("CS { msg SQ_VPUT short 3 long 1 long 1 long 1 zeros 6 }\n");
     ASSERT_TRUE(h.header());
     h.run().opt.stmtstats = stmtstats;
     ASSERT_EQ(h.next(), 0);
