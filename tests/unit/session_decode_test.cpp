@@ -202,22 +202,5 @@ TEST(SessionDecode, DisconnectsClearWholeEntries) {
   }
 }
 
-TEST(SessionDecode, OtherThreadsAreNotTouched) {
-  test::Harness h(
-      "MT \"1\"\nCS 1 { msg SQ_CONNECT short 0 short 0 str \"a\" }\n"
-      "MT \"2\"\nCS 2 { msg SQ_CONNECT short 0 short 0 str \"a\" }\n"
-      "MT \"1\"\nCS 3 { msg SQ_DISCONNECT short 2 short 0 short 0 }\n"
-      "MT \"2\"\nCS 4 { msg SQ_SETCONN short 0 short 0 str \"a\" }\n");
-  decodeAll(h);
-  Threads& t = h.run().thr;
-  // Thread 1 had entries 0 and 1; thread 2 entries 2 and 3.
-  EXPECT_EQ(t.tab[0].inuse + t.tab[1].inuse, 0);
-  EXPECT_EQ(t.tab[2].inuse, 1);
-  EXPECT_EQ(t.tab[3].inuse, 1);
-  EXPECT_EQ(t.cur, &t.tab[3]);
-  EXPECT_EQ(t.tab[3].active, 1);
-  EXPECT_EQ(t.tab[2].active, 0);
-}
-
 }  // namespace
 }  // namespace wp
