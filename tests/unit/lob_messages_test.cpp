@@ -211,7 +211,8 @@ TEST(LobFile, SeekTellAndStatusRepliesAreCounted) {
       "SC { msg SQ_FILE short 6 }\n"                  // status request
       "SC { msg SQ_FILE short 7 }\n"                  // another operation: a request
       "CS { msg SQ_FILE short 7 short -1 }\n"         // its reply
-      "CS { msg SQ_FILE short 6 short 0 }\n");        // after 7: read as a request
+      "CS { msg SQ_FILE short 6 short 0 }\n"          // after 7: read as a request
+      "SC { msg SQ_FILE short 4 int8 1 long 2 }\n");  // requests open, but not a seek
   EXPECT_EQ(out,
             "\tSQ_FILE\n\t\tOptype..: 4\n\t\tOffset: 64\n\t\tWhence: 0\n"
             "\nC->S (14)\t\t\t\n\tSQ_FILE\n\t\tOptype..: 4\n\t\tNew position: a4\n"
@@ -222,7 +223,8 @@ TEST(LobFile, SeekTellAndStatusRepliesAreCounted) {
             "\nS->C (4)\t\t\t\n\tSQ_FILE\n\t\tOptype..: 7\n"
             "\nC->S (6)\t\t\t\n\tSQ_FILE\n\t\tOptype..: 7\n\t\tStatus: -1\n"
             "\nC->S (6)\t\t\t\n\tSQ_FILE\n\t\tOptype..: 6\n\nERROR: Invalid msg type: 0 (0x0)."
-            "  Reset Message to skip forward to next packet!\n");
+            "  Reset Message to skip forward to next packet!\n"
+            "\nS->C (18)\t\t\t\n\tSQ_FILE\n\t\tOptype..: 4\n\t\tOffset: 1\n\t\tWhence: 2\n");
 }
 
 TEST(LobFile, TwoTellsInARowReadTheSecondAsReply) {
