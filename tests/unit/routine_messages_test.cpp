@@ -87,20 +87,6 @@ TEST(RoutineFparam, LengthPrecisionScale) {
             "\t\t\tScale...: 0 [0]\n");
 }
 
-// An FPARAM opening its own packet is no lookup reply, even after one.
-TEST(RoutineFparam, AloneAfterALookupPacket) {
-  Decoded d = decode(
-      "CS { msg SQ_GETROUTINE short 2 text \"f1\" short 1 }\n"
-      "SC { msg SQ_GETROUTINE long 5 }\n"
-      "SC { msg SQ_FPARAM int8 255 long 1 text \"N\" msg SQ_RELEASE }\n",
-      [](wp::Run&) {});
-  EXPECT_NE(d.listing.find("\tSQ_FPARAM\n\t\tFunc State: ff\n\t\tRequest....: 1 [0x1]\n"
-                           "\t\tIs Done....: N\n\tSQ_RELEASE\n"),
-            std::string::npos)
-      << d.listing;
-  EXPECT_EQ(d.stdoutText, "");
-}
-
 // Input fields: extended attributes come with byte 6 mask 0x08; with mask
 // 0x40 as well, built-in types go without them.
 struct IdescribeCase {
