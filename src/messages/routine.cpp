@@ -346,7 +346,7 @@ void decodeVput(Run& run, Cursor& cur) {
   double bytes = 0;
   for (size_t i = 0; i < sizes.size(); ++i) {
     int32_t size = sizes[i] > 0 ? sizes[i] : 0;
-    bytes += size + (size & 1);
+    bytes += static_cast<double>(size) + (size & 1);
     if (run.opt.dump_tuple) {
       if (show) o.printf("\t\tSize of data row(%hd): %d\n", static_cast<int16_t>(i), sizes[i]);
       hexdump(cur, size);

@@ -40,6 +40,12 @@ const Case kCases[] = {
      {"-stmt_stat", "-summary"},
      0,
      "SQ_PUT       2147483647 "},
+    // The size of a VPUT row and its pad byte were summed in an int32.
+    {"vput row of the largest size",
+     "header 7\nCS { msg SQ_VPUT short 1 long 0x7fffffff }",
+     {},
+     1,
+     "Sizes of data rows: 2147483647"},
 };
 
 TEST(HostileInput, EndsInOrderWithinBounds) {
