@@ -23,32 +23,6 @@ const std::string kHeadLines =
     "\t\tStmt Type...........: 2\n\t\tServer Stmt Id......: 3\n\t\tEstimated Cost......: 5\n"
     "\t\tSize of output tuple: 12\n";
 
-// New layout, bits 5 and 54: an INT column (no block) and a DISTINCT INT.
-const std::string kTwoColumns =
-    kHead + "short 2 short 10 " +
-    "short 0 long 0 short 0x0102 long 4 "
-    "short 3 long 4 short 0x0802 long 300 str \"alice\" str \"euro\" short 0 short 4 long 2 "
-    "long 8 "
-    "cstr \"id\" cstr \"amount\"";
-const std::string kTwoColumnsLines =
-    "\t\t0) Field 'id'\n\t\t\tIndex into string table: 0\n\t\t\tStarting offset in tuple: 0\n"
-    "\t\t\tType....................: INT; NOT NULLABLE\n\t\t\tLength : 4 (0x4)\n"
-    "\t\t1) Field 'amount'\n\t\t\tIndex into string table: 3\n\t\t\tStarting offset in tuple: 4\n"
-    "\t\t\tType....................: INT; NULLABLE, DISTINCT\n"
-    "\n\t\t\tExtended ID: 300\n\t\t\tOwner Name Length: 5\n\t\t\tOwner Name: alice\n"
-    "\t\t\tExtended Type Name Length: 4\n\t\t\tExtended Type Name: euro\n"
-    "\t\t\tPass By Reference Flag: 0\n\t\t\tAlignment: 4\n"
-    "\t\t\tSource Type for Distinct Type: 2\n\t\t\tLength : 8 (0x8)\n";
-
-// Old layout: four shorts a column, then the names.
-const std::string kOldColumns = kHead + "short 2 short 4 " +
-                                "short 0 short 0 short 0x0102 short 4 "
-                                "short 0xffff short 4 short 0 short -1 "
-                                "cstr \"a\" cstr \"b\"";
-// The names are not consumed: the dispatcher meets "a\0" as a message type.
-const std::string kOldTail =
-    "\nERROR: Invalid msg type: 24832 (0x6100).  Reset Message to skip forward to next packet!\n";
-
 struct Case {
   const char* what;
   std::vector<int> bits;  // protocolver
@@ -85,32 +59,6 @@ TEST(Describe, Layouts) {
        true,
        "SC { msg SQ_SGKDESCRIBE short 2 short -7 long 10 short 0 short 0 short 0 }",
        "[SC 16]\n\tSQ_SGKDESCRIBE\n\t\tServer Stmt Id......: -7\n"},
-      {"new layout: bit 54 drops the block of built-in types",
-       {5, 54},
-       false,
-       "SC { " + kTwoColumns + " msg SQ_RELEASE }",
-       "[SC 78]\n\tSQ_DESCRIBE\n" + kHeadLines +
-           "\t\t# output fields.....: 2\n\t\tSize of string table: 10\n" + kTwoColumnsLines +
-           "\tSQ_RELEASE\n"},
-      {"new layout under -min: the id only",
-       {5, 54},
-       true,
-       "SC { " + kTwoColumns + " }",
-       "[SC 76]\n\tSQ_DESCRIBE\n\t\tServer Stmt Id......: 3\n"},
-      {"without bit 54 an INT column has the block",
-       {5},
-       false,
-       "SC { " + kHead +
-           "short 1 short 2 short -1 long 0 short 2 long 0 short 0 short 0 short 0 short 0 long 0 "
-           "long 4 cstr \"\" pad msg SQ_RELEASE }",
-       "[SC 48]\n\tSQ_DESCRIBE\n" + kHeadLines +
-           "\t\t# output fields.....: 1\n\t\tSize of string table: 2\n"
-           "\t\t0) Field ''\n\t\t\tIndex into string table: -1\n"
-           "\t\t\tStarting offset in tuple: 0\n\t\t\tType....................: INT; NULLABLE\n"
-           "\n\t\t\tExtended ID: 0\n\t\t\tOwner Name Length: 0\n"
-           "\t\t\tExtended Type Name Length: 0\n\t\t\tPass By Reference Flag: 0\n"
-           "\t\t\tAlignment: 0\n\t\t\tSource Type for Distinct Type: 0\n"
-           "\t\t\tLength : 4 (0x4)\n\tSQ_RELEASE\n"},
       {"bit 53: long string-table size and index",
        {5, 53, 54},
        false,
@@ -121,24 +69,15 @@ TEST(Describe, Layouts) {
            "\t\t0) Field 'big'\n\t\t\tIndex into string table: -2\n"
            "\t\t\tStarting offset in tuple: 0\n\t\t\tType....................: BIGINT; NULLABLE\n"
            "\t\t\tLength : 8 (0x8)\n"},
-      {"old layout counts from 1 and reads the names in place",
+      {"old layout: the index unsigned, the length a short",
        {},
        false,
-       "SC { " + kOldColumns + " }",
-       "[SC 36]\n\tSQ_DESCRIBE\n" + kHeadLines +
-           "\t\t# output fields.....: 2\n\t\tSize of string table: 4\n"
-           "\t\t1) Field 'a'\n\t\t\tIndex into string table.: 0\n"
+       "SC { " + kHead + "short 1 short 0 short 0xffff short 0 short 0x0102 short -1 }",
+       "[SC 24]\n\tSQ_DESCRIBE\n" + kHeadLines +
+           "\t\t# output fields.....: 1\n\t\tSize of string table: 0\n"
+           "\t\t1) Field ''\n\t\t\tIndex into string table.: 65535\n"
            "\t\t\tStarting offset in tuple: 0\n\t\t\tType....................: INT; NOT NULLABLE\n"
-           "\n\t\t\tLength..................: 4 (0x4)\n\n"
-           "\t\t2) Field 'b'\n\t\t\tIndex into string table.: 65535\n"
-           "\t\t\tStarting offset in tuple: 4\n\t\t\tType....................: CHAR; NULLABLE\n"
-           "\n\t\t\tLength..................: -1 (0xffffffff)\n" +
-           kOldTail},
-      {"old layout under -min keeps the blank line",
-       {},
-       true,
-       "SC { " + kOldColumns + " }",
-       "[SC 36]\n\tSQ_DESCRIBE\n\t\tServer Stmt Id......: 3\n\n" + kOldTail},
+           "\n\t\t\tLength..................: -1 (0xffffffff)\n"},
   });
 }
 
