@@ -11,7 +11,9 @@
 #include "driver/threads.h"
 #include "messages/capabilities.h"
 #include "messages/database.h"
+#include "messages/lobstate.h"
 #include "messages/state.h"
+#include "messages/xastate.h"
 #include "stats/stmtstats.h"
 #include "stats/summary.h"
 #include "stats/timing.h"
@@ -33,6 +35,8 @@ struct Run {
   Capabilities caps;
   DecoderState dec;
   DatabaseState db;
+  XaState xa;
+  LobState lob;
   Timing timing;
   SummaryCounters sum;
   CommandList cmds;

@@ -386,8 +386,12 @@ void decodeBbind(Run& run, Cursor& cur) {
   if (!run.opt.min) run.out.printf("\t\t#blobs: %hd\n", blobs);
 }
 
+// The end of a transmission. Back on the side that started a file read, the
+// read is over; a file write whose data was flowing has all of it now.
 void decodeEot(Run& run, Cursor& cur) {
-  notDecoded(run, cur);
+  const char* d = run.rd.msgdir;
+  if (cur.fileRead && d[0] == run.dec.fdir[0] && d[1] == run.dec.fdir[1]) cur.fileRead = false;
+  run.lob.eot();
 }
 
 }  // namespace wp
