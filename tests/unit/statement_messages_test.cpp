@@ -247,6 +247,32 @@ TEST(CursorMessages, Fields) {
   });
 }
 
+// The extended type block comes only when both streams announced it.
+TEST(CursorMessages, BindTypeBlockNeedsBothStreams) {
+  const std::string value = "short 2 short 0 short 0 long 7";
+  struct {
+    bool co, sub;
+    std::string records, block;
+  } cases[] = {
+      {true, true, "CS { msg SQ_BIND short 1 long 0 " + value + " }",
+       "\t\t\tCount of xtd types..: 0\n\n"},
+      {true, false, "CS { msg SQ_BIND short 1 " + value + " }", ""},
+      {false, true, "CS { msg SQ_BIND short 1 " + value + " }", ""},
+  };
+  for (auto& c : cases) {
+    SCOPED_TRACE(c.records);
+    Decode d(c.records);
+    if (c.co) test::setBits(d.caps().co_sprotocolver, {50});
+    if (c.sub) test::setBits(d.caps().sub_sprotocolver, {50});
+    ASSERT_EQ(d.all(), 0);
+    std::string want = "\tSQ_BIND\n\t\t# values: 1\n" + c.block +
+                       "\t\t\t0) Type.....: INT; NULLABLE\n\t\t\tIndicator: NOT NULL\n"
+                       "\t\t\tPrecision: 0x0\n\t\t\tData.....: 7\n";
+    std::string got = d.listing();
+    EXPECT_EQ(got.substr(got.find('\n') + 1), want);
+  }
+}
+
 TEST(CursorMessages, SummaryCounters) {
   Decode d(
       "CS { msg SQ_OPEN msg SQ_EXECUTE msg SQ_CLOSE msg SQ_EXSELECT msg SQ_REOPTOPEN msg SQ_OPEN "
