@@ -52,13 +52,13 @@ void Output::write(const void* data, size_t n) {
     if (n >= buf_.size()) {
       fwrite(data, 1, n, fp_);
       written_ += n;
-      if (lineFlush_) fflush(fp_);
+      if (lineFlush_ && memchr(data, '\n', n)) fflush(fp_);
       return;
     }
   }
   memcpy(buf_.data() + len_, data, n);
   len_ += n;
-  if (lineFlush_) sync();
+  if (lineFlush_ && memchr(data, '\n', n)) sync();
 }
 
 void Output::vprintf(const char* fmt, va_list ap) {
@@ -77,7 +77,7 @@ void Output::vprintf(const char* fmt, va_list ap) {
   }
   va_end(again);
   len_ += n;
-  if (lineFlush_) sync();
+  if (lineFlush_ && memchr(buf_.data() + len_ - n, '\n', static_cast<size_t>(n))) sync();
 }
 
 void Output::printf(const char* fmt, ...) {
