@@ -4,7 +4,7 @@
 //
 //   # comments before the first section
 //   args: -summary $TRACE           ($TRACE, $OUT and $DIR are substituted)
-//   env: WIREPRINTDBG=1             (added to TZ=UTC LC_ALL=C)
+//   env: WIREPRINTDBG=1             (added to TZ=UTC LC_ALL=C, or replacing them)
 //   --- trace                       a tracec description
 //   --- stdout                      expected bytes, line by line
 //   --- stderr
@@ -177,7 +177,14 @@ int runCase(const std::string& bin, const std::string& path, bool update) {
         .write(reinterpret_cast<const char*>(r.bytes.data()), r.bytes.size());
   }
   std::vector<std::string> env{"TZ=UTC", "LC_ALL=C", "PATH=/usr/bin:/bin"};
-  for (auto& w : words(subst(c.env, vars))) env.push_back(w);
+  for (auto& w : words(subst(c.env, vars))) {
+    // A test's own setting replaces a default of the same name (LC_ALL).
+    std::string name = w.substr(0, w.find('=') + 1);
+    bool replaced = false;
+    for (auto& e : env)
+      if (e.rfind(name, 0) == 0) e = w, replaced = true;
+    if (!replaced) env.push_back(w);
+  }
   Outcome got = runBinary(bin, words(subst(c.args, vars)), env, dir);
   std::string outfile = slurp(dir + "/out");
   // Paths of the temporary directory print as $DIR, so listings stay stable.

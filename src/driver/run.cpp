@@ -53,7 +53,7 @@ int startUp(Run& run, int argc, char** argv, EnvLookup env) {
     opt.inpfile = sqlidebug + 2;
   }
 
-  if (int err = initCodeset(run)) {
+  if (int err = initCodeset(run, env("WIREPRINT_CODESET"))) {
     if (opt.needcsc) run.out.printf("Warning: No codeset convertion will be processed due to\n");
     run.out.printf("         failure of GLS initialization (%d)\n", err);
     opt.needcsc = 0;

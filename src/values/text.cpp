@@ -1,6 +1,11 @@
 #include "values/text.h"
 
+#include <cctype>
+#include <clocale>
+#include <cstdlib>
 #include <cstring>
+#include <cwchar>
+#include <cwctype>
 #include <string>
 
 #include "driver/cursor.h"
@@ -99,22 +104,82 @@ void hexdump(Cursor& cur, int32_t n) {
   if (n & 1) cur.advance(1);
 }
 
-// Not built yet: the raw bytes in quotes with their length.
+namespace {
+
+// -isprint: printable characters as they are, every other byte as a dot.
+// Multibyte locales judge whole characters, single-byte ones each byte.
+void printPrintable(Output& out, const char* v, int32_t n) {
+  std::string line = "\"";
+  bool multibyte = MB_CUR_MAX > 1;
+  for (int32_t i = 0; i < n;) {
+    size_t room = static_cast<size_t>(n - i < 4 ? n - i : 4);
+    int clen;
+    bool printable = false;
+    if (multibyte) {
+      mbstate_t st{};
+      wchar_t wc = 0;
+      size_t r = mbrtowc(&wc, v + i, room, &st);
+      clen = r > room ? -1 : static_cast<int>(r);
+      printable = clen > 0 && iswprint(static_cast<wint_t>(wc));
+    } else {
+      clen = v[i] == '\0' ? 0 : 1;
+      printable = clen > 0 && isprint(static_cast<unsigned char>(v[i]));
+    }
+    if (clen <= 0) {
+      line += '.';
+      ++i;
+      continue;
+    }
+    if (printable)
+      line.append(v + i, static_cast<size_t>(clen));
+    else
+      line.append(static_cast<size_t>(clen), '.');
+    i += clen;
+  }
+  line += "\"\n";
+  out.write(line);
+}
+
+}  // namespace
+
 void printchar(Cursor& cur, int32_t len) {
   Run& run = cur.run;
-  std::string& text = run.textbuf;
-  text.clear();
-  for (int32_t want = len; want > 0;) {
-    if (cur.left <= 0) cur.nextPacket();
-    if (cur.left <= 0) continue;
-    int32_t k = want < cur.left ? want : cur.left;
-    text.append(reinterpret_cast<const char*>(cur.ptr()), static_cast<size_t>(k));
-    cur.advance(k);
-    want -= k;
+  if (cur.left <= 0) cur.nextPacket();
+  // The value is printed from the current packet alone: bytes beyond its end
+  // are not there to print, though the position still moves past them.
+  int32_t inPacket = cur.pos >= 0 ? run.rd.packetlen - cur.pos : 0;
+  int32_t have = len < inPacket ? len : inPacket;
+  if (have < 0) have = 0;
+  const char* value = reinterpret_cast<const char*>(cur.ptr());
+  int32_t shownLen = len;
+  if (have > 0 && convertsRead(run)) {
+    int32_t n = docsc(run, value, have);
+    if (n >= 1) {
+      value = run.cs.rubuf.data();
+      have = shownLen = n;
+    }
   }
-  run.out.printf("\"%s\" [%hd]\n", text.c_str(), static_cast<int16_t>(len));
+  int32_t count;
+  if (run.opt.isprint_flag) {
+    printPrintable(run.out, value, have);
+    count = len;
+  } else {
+    std::string& text = run.textbuf;
+    text.assign(value, static_cast<size_t>(have));
+    run.out.printf("\"%s\" [%hd]\n", text.c_str(), static_cast<int16_t>(shownLen));
+    count = shownLen;  // a converted text moves the position by its own length
+  }
   run.out.flush();
-  if (len & 1) cur.advance(1);
+  // A negative length moves nothing: going back could decode the same bytes
+  // for ever.
+  int32_t rest = count > 0 ? count : 0;
+  while (rest > 0 && rest > cur.left) {
+    rest -= cur.left > 0 ? cur.left : 0;
+    cur.nextPacket();
+  }
+  cur.advance(rest);
+  // Only the part in the last packet decides the pad byte.
+  if (rest & 1) cur.advance(1);
 }
 
 }  // namespace wp

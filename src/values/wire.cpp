@@ -49,10 +49,57 @@ float network_ldfloat(const uint8_t* p, int mode) {
   return ldfloat(r);
 }
 
-int lddecimal(const uint8_t*, int, Decimal* rec) {
-  // Not built yet: every value reads as NULL.
+namespace {
+
+// A negative DECIMAL travels as the base-100 complement of its digits: the
+// trailing zero digits stay, the last non-zero one d is 100 - d and every one
+// before it 99 - d.
+void complementDigits(uint8_t* d, int n) {
+  int i = n - 1;
+  while (i >= 0 && d[i] == 0) --i;
+  if (i < 0) return;
+  d[i] = static_cast<uint8_t>(100 - d[i]);
+  while (--i >= 0) d[i] = static_cast<uint8_t>(99 - d[i]);
+}
+
+// Leading zero digits only shift the exponent; trailing ones carry the
+// column's scale and stay. The record holds the first 16 digits.
+void loadDigits(Decimal* rec, int exp, const uint8_t* d, int n) {
+  while (n > 0 && d[0] == 0) {
+    ++d;
+    --n;
+    --exp;
+  }
+  if (n == 0) exp = 0;
+  if (n > 16) n = 16;
+  rec->exp = static_cast<int16_t>(exp);
+  rec->ndgts = static_cast<int16_t>(n);
+  memcpy(rec->dgts, d, static_cast<size_t>(n));
+}
+
+}  // namespace
+
+int lddecimal(const uint8_t* p, int len, Decimal* rec) {
   *rec = Decimal{};
-  rec->sign = -1;
+  uint8_t b0 = p[0];
+  if (b0 == 0 && p[1] == 0) {
+    rec->sign = -1;
+    return 0;
+  }
+  // The first byte and at most 17 digit bytes; the rest of a longer field
+  // is not part of the value.
+  int n = (len < 18 ? len : 18) - 1;
+  if (n < 0) n = 0;
+  uint8_t d[17];
+  memcpy(d, p + 1, static_cast<size_t>(n));
+  if (b0 & 0x80) {
+    rec->sign = 1;
+  } else {
+    complementDigits(d, n);
+    b0 ^= 0x7f;
+    rec->sign = 0;
+  }
+  loadDigits(rec, (b0 & 0x7f) - 64, d, n);
   return 0;
 }
 

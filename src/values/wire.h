@@ -35,7 +35,9 @@ float ldfloat(const uint8_t* p);
 // mode 1: the bytes travel big-endian and are reversed on this host.
 double network_lddbl(const uint8_t* p, int mode);
 float network_ldfloat(const uint8_t* p, int mode);
-// A DECIMAL of len wire bytes; returns 0 for the NULL form.
+// A DECIMAL of len wire bytes (00 00 is NULL). The NULL test looks at two
+// bytes whatever len is, so p must hold at least 2 and at most 18 are read.
+// Returns 0: loading cannot fail.
 int lddecimal(const uint8_t* p, int len, Decimal* rec);
 // Copies len bytes without their trailing blanks and ends dst with a NUL;
 // src and dst may overlap.

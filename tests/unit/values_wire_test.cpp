@@ -1,0 +1,226 @@
+// The scalar loaders and the type-name line.
+#include <gtest/gtest.h>
+
+#include <cstring>
+#include <string>
+#include <vector>
+
+#include "driver/run.h"
+#include "harness.h"
+#include "values/typename.h"
+#include "values/wire.h"
+
+namespace wp {
+namespace {
+
+TEST(Wire, TwoAndFourByteIntegers) {
+  struct {
+    std::vector<uint8_t> b;
+    int16_t s;
+    int32_t l;
+  } cases[] = {
+      {{0xff, 0xff, 0xff, 0xff}, -1, -1},
+      {{0x80, 0x00, 0x00, 0x00}, -32768, INT32_MIN},
+      {{0x7f, 0xff, 0xff, 0xff}, 32767, INT32_MAX},
+      {{0x01, 0x02, 0x03, 0x04}, 0x0102, 0x01020304},
+      {{0x00, 0xff, 0x00, 0x80}, 255, 0x00ff0080},  // low bytes are not sign-extended
+      {{0xfe, 0x80, 0x80, 0x80}, -384, static_cast<int32_t>(0xfe808080)},
+  };
+  for (auto& c : cases) {
+    EXPECT_EQ(ldshort(c.b.data()), c.s) << +c.b[0] << " " << +c.b[1];
+    EXPECT_EQ(ldlong(c.b.data()), c.l) << +c.b[0];
+  }
+}
+
+TEST(Wire, Int8Record) {
+  struct {
+    std::vector<uint8_t> b;
+    int16_t sign;
+    int32_t hi, lo;
+  } cases[] = {
+      {{0, 1, 0, 0, 0, 0, 0, 0, 0, 7}, 1, 0, 7},
+      {{0xff, 0xff, 0x7f, 0xff, 0xff, 0xff, 0xff, 0xff, 0xff, 0xff}, -1, INT32_MAX, -1},
+      {{0, 0, 0x80, 0, 0, 0, 0x80, 0, 0, 1}, 0, INT32_MIN, static_cast<int32_t>(0x80000001)},
+      {{0x01, 0x02, 0x11, 0x22, 0x33, 0x44, 0x55, 0x66, 0x77, 0x88},
+       0x0102,
+       0x11223344,
+       0x55667788},
+  };
+  for (auto& c : cases) {
+    Int8 rec;
+    EXPECT_EQ(ldint8(c.b.data(), &rec), c.lo);
+    EXPECT_EQ(rec.sign, c.sign);
+    EXPECT_EQ(rec.hi, c.hi);
+    EXPECT_EQ(rec.lo, c.lo);
+  }
+}
+
+TEST(Wire, Bigint) {
+  struct {
+    std::vector<uint8_t> b;
+    int64_t v;
+  } cases[] = {
+      {{0x80, 0, 0, 0, 0, 0, 0, 0}, INT64_MIN},
+      {{0xff, 0xff, 0xff, 0xff, 0xff, 0xff, 0xff, 0xff}, -1},
+      {{0x7f, 0xff, 0xff, 0xff, 0xff, 0xff, 0xff, 0xff}, INT64_MAX},
+      {{1, 2, 3, 4, 5, 6, 7, 8}, 0x0102030405060708},
+      {{0, 0, 0, 0, 0x80, 0, 0, 0}, 0x80000000},
+  };
+  for (auto& c : cases) {
+    int64_t out = 12345;
+    EXPECT_EQ(ldbigint(&out, c.b.data()), c.v);
+    EXPECT_EQ(out, c.v);
+  }
+}
+
+TEST(Wire, FloatByteOrders) {
+  struct {
+    std::vector<uint8_t> b;
+    int mode;
+    double v;
+  } doubles[] = {
+      {{0x3f, 0xf0, 0, 0, 0, 0, 0, 0}, 1, 1.0},
+      {{0xc0, 0x04, 0, 0, 0, 0, 0, 0}, 1, -2.5},
+      {{0, 0, 0, 0, 0, 0, 0xf0, 0x3f}, 0, 1.0},
+      {{0, 0, 0, 0, 0, 0, 0x04, 0xc0}, 0, -2.5},
+      {{0, 0, 0, 0, 0, 0, 0xf0, 0x3f}, 2, 1.0},  // only mode 1 reverses
+      {{0x40, 0x09, 0x21, 0xfb, 0x54, 0x44, 0x2d, 0x18}, 1, 3.141592653589793},
+  };
+  for (auto& c : doubles) EXPECT_EQ(network_lddbl(c.b.data(), c.mode), c.v) << c.mode;
+  struct {
+    std::vector<uint8_t> b;
+    int mode;
+    float v;
+  } floats[] = {
+      {{0x3f, 0x80, 0, 0}, 1, 1.0f},
+      {{0xc0, 0x20, 0, 0}, 1, -2.5f},
+      {{0, 0, 0x80, 0x3f}, 0, 1.0f},
+      {{0, 0, 0x20, 0xc0}, -1, -2.5f},
+  };
+  for (auto& c : floats) EXPECT_EQ(network_ldfloat(c.b.data(), c.mode), c.v) << c.mode;
+  // The plain loaders copy host order.
+  const uint8_t one[8] = {0, 0, 0, 0, 0, 0, 0xf0, 0x3f};
+  const uint8_t onef[4] = {0, 0, 0x80, 0x3f};
+  EXPECT_EQ(lddbl(one), 1.0);
+  EXPECT_EQ(ldfloat(onef), 1.0f);
+  EXPECT_NE(network_lddbl(one, 1), 1.0);
+}
+
+TEST(Wire, CharStripsTrailingBlanksOnly) {
+  struct {
+    std::string src;
+    int len;
+    std::string out;
+  } cases[] = {
+      {"abc   ", 6, "abc"}, {"   ", 3, ""},
+      {"", 0, ""},          {"a b ", 4, "a b"},
+      {"ab\t ", 4, "ab\t"}, {"abcdef", 3, "abc"},
+      {"ab  cd", 4, "ab"},  {" x", 2, " x"},
+      {"abc", -3, ""},      {std::string(79, ' '), 79, ""},
+  };
+  for (auto& c : cases) {
+    char dst[100];
+    memset(dst, '#', sizeof dst);
+    ldchar(c.src.c_str(), c.len, dst);
+    EXPECT_EQ(std::string(dst), c.out) << '"' << c.src << '"';
+    // In place, as the value printer uses it.
+    char buf[100];
+    memcpy(buf, c.src.c_str(), c.src.size() + 1);
+    ldchar(buf, c.len, buf);
+    EXPECT_EQ(std::string(buf), c.out) << '"' << c.src << '"';
+  }
+}
+
+// What printtypename lists for a type word, and what it returns.
+struct TypeCase {
+  int type;
+  std::string line;
+  int rc;
+};
+
+std::string typeLine(int type, int min, int* rc) {
+  test::Harness h("");
+  h.run().opt.min = min;
+  *rc = printtypename(h.run(), type, "\t\t\t0) Type.....: ");
+  return h.listing();
+}
+
+TEST(TypeName, FlagsInTheirOrder) {
+  const std::string p = "\t\t\t0) Type.....: ";
+  const TypeCase cases[] = {
+      {0x0000, p + "CHAR; NULLABLE\n", 0},
+      {0x0102, p + "INT; NOT NULLABLE\n", 0},
+      {0x0200, p + "CHAR; NULLABLE\n", 0},  // 0x0200 has no entry
+      {0x0300, p + "CHAR; NOT NULLABLE\n", 0},
+      {0x0405, p + "DECIMAL; NULLABLE, FLT->DEC\n", 0},
+      {0x0900, p + "CHAR; NOT NULLABLE, DISTINCT\n", 0},
+      {0x1016, p + "SQLROW; NULLABLE, NAMED, CONSTRUCTOR\n", 0},
+      {0x2020, p + "; NULLABLE, DLVARCHAR\n", 0},
+      {0x402d, p + "SQLBOOL; NULLABLE, DBOOLEAN\n", 0},
+      {0x8013, p + "SQLSET; NULLABLE, CLIENT COLLECTION\n", 0},
+      {0x5000, p + "CHAR; NULLABLE, NAMED, DBOOLEAN, CONSTRUCTOR\n", 0},
+      {0x3000, p + "CHAR; NULLABLE, NAMED, DLVARCHAR, CONSTRUCTOR\n", 0},
+      {0x9100, p + "CHAR; NOT NULLABLE, NAMED, CONSTRUCTOR, CLIENT COLLECTION\n", 0},
+      {0x8c00, p + "CHAR; NULLABLE, FLT->DEC, DISTINCT, CLIENT COLLECTION\n", 0},
+      {0xff35,
+       p + "BIGSERIAL; NOT NULLABLE, FLT->DEC, DISTINCT, NAMED, DLVARCHAR, DBOOLEAN, "
+           "CONSTRUCTOR, CLIENT COLLECTION\n",
+       0},
+      // The word arrives sign-extended from 16 bits.
+      {static_cast<int16_t>(0x8102), p + "INT; NOT NULLABLE, CLIENT COLLECTION\n", 0},
+      {static_cast<int16_t>(0xfeff), "\nERROR: Invalid Type (255).\n", -1},
+      {0x0036, "\nERROR: Invalid Type (54).\n", -1},
+      {0x0136, "\nERROR: Invalid Type (54).\n", -1},
+  };
+  for (const TypeCase& c : cases) {
+    int rc;
+    EXPECT_EQ(typeLine(c.type, 0, &rc), c.line) << std::hex << c.type;
+    EXPECT_EQ(rc, c.rc) << std::hex << c.type;
+    // -min prints neither form but returns the same.
+    EXPECT_EQ(typeLine(c.type, 1, &rc), "") << std::hex << c.type;
+    EXPECT_EQ(rc, c.rc) << std::hex << c.type;
+  }
+}
+
+TEST(TypeName, NamesByCode) {
+  struct {
+    int code;
+    const char* name;
+  } cases[] = {
+      {0, "CHAR"},
+      {1, "SMALLINT"},
+      {5, "DECIMAL"},
+      {7, "DATE"},
+      {9, "NULL"},
+      {11, "BYTES"},
+      {13, "VARCHAR"},
+      {16, "NVCHAR"},
+      {17, "INT8"},
+      {18, "SERIAL8"},
+      {23, "SQLCOLLECTION"},
+      {24, "SQLROWREF"},
+      {25, ""},
+      {32, ""},
+      {39, ""},
+      {40, "SQLUDTVAR"},
+      {43, "SQLLVARCHAR"},
+      {44, "SQLSENDRECV"},
+      {49, "SQLDBSENDRECV"},
+      {50, "SQLSRVSENDRECV"},
+      {51, "SQLUNKNOWN"},
+      {52, "BIGINT"},
+      {53, "BIGSERIAL"},
+  };
+  for (auto& c : cases) {
+    int rc;
+    EXPECT_EQ(typeLine(c.code, 0, &rc),
+              std::string("\t\t\t0) Type.....: ") + c.name + "; NULLABLE\n");
+    EXPECT_EQ(rc, 0);
+    EXPECT_STREQ(sqltypename(c.code), c.name);
+  }
+  EXPECT_EQ(sqltypename(54), nullptr);
+  EXPECT_EQ(sqltypename(-1), nullptr);
+}
+
+}  // namespace
+}  // namespace wp
