@@ -1,0 +1,207 @@
+#include "driver/format.h"
+
+#include <sys/types.h>
+
+#include <cstdint>
+#include <cstring>
+
+namespace wp {
+
+namespace {
+
+enum class Size { Int, Char, Short, Long, LongLong, SizeT };
+
+// Lays out an integer field: sign or 0x prefix, zeros up to the precision,
+// the digits, blanks or zeros up to the width.
+bool integer(char*& o, char* end, bool neg, unsigned long long mag, char conv, bool left, bool zero,
+             bool alt, int width, int prec) {
+  char digits[24];
+  int nd = 0;
+  const char* set = conv == 'X' ? "0123456789ABCDEF" : "0123456789abcdef";
+  unsigned base = conv == 'x' || conv == 'X' ? 16 : 10;
+  for (unsigned long long m = mag; m; m /= base) digits[nd++] = set[m % base];
+  if (nd == 0 && prec != 0) digits[nd++] = '0';
+  int zeros = prec > nd ? prec - nd : 0;
+  char prefix[2];
+  int np = 0;
+  if (neg) prefix[np++] = '-';
+  if (alt && base == 16 && mag != 0) prefix[np++] = '0', prefix[np++] = conv;
+  int body = np + zeros + nd;
+  int pad = width > body ? width - body : 0;
+  if (static_cast<size_t>(end - o) < static_cast<size_t>(body + pad)) return false;
+  if (pad && !left && !(zero && prec < 0)) memset(o, ' ', pad), o += pad;
+  memcpy(o, prefix, np), o += np;
+  if (pad && !left && zero && prec < 0) zeros += pad;
+  memset(o, '0', zeros), o += zeros;
+  while (nd) *o++ = digits[--nd];
+  if (pad && left) memset(o, ' ', pad), o += pad;
+  return true;
+}
+
+bool text(char*& o, char* end, const char* s, size_t n, bool left, int width) {
+  size_t pad = static_cast<size_t>(width) > n ? static_cast<size_t>(width) - n : 0;
+  if (static_cast<size_t>(end - o) < n + pad) return false;
+  if (!left) memset(o, ' ', pad), o += pad;
+  memcpy(o, s, n), o += n;
+  if (left) memset(o, ' ', pad), o += pad;
+  return true;
+}
+
+}  // namespace
+
+bool formatFast(char* dst, size_t room, const char* fmt, va_list ap, size_t* len) {
+  constexpr int kMaxWidth = 1 << 16;
+  char* o = dst;
+  char* end = dst + room;
+  const char* p = fmt;
+  for (;;) {
+    const char* pct = strchr(p, '%');
+    size_t lit = pct ? static_cast<size_t>(pct - p) : strlen(p);
+    if (static_cast<size_t>(end - o) < lit) return false;
+    memcpy(o, p, lit);
+    o += lit;
+    if (!pct) break;
+    p = pct + 1;
+    if (*p == '%') {
+      if (o == end) return false;
+      *o++ = '%';
+      ++p;
+      continue;
+    }
+    bool left = false, zero = false, alt = false;
+    for (;; ++p) {
+      if (*p == '-')
+        left = true;
+      else if (*p == '0')
+        zero = true;
+      else if (*p == '#')
+        alt = true;
+      else if (*p == '+' || *p == ' ' || *p == '\'' || *p == 'I')
+        return false;
+      else
+        break;
+    }
+    int width = 0;
+    if (*p == '*') {
+      width = va_arg(ap, int);
+      if (width < 0) {
+        if (width < -kMaxWidth) return false;
+        left = true;
+        width = -width;
+      }
+      ++p;
+    } else {
+      while (*p >= '0' && *p <= '9') {
+        width = width * 10 + (*p++ - '0');
+        if (width > kMaxWidth) return false;
+      }
+    }
+    if (width > kMaxWidth) return false;
+    int prec = -1;
+    if (*p == '.') {
+      ++p;
+      if (*p == '*') {
+        prec = va_arg(ap, int);
+        if (prec < 0) prec = -1;
+        ++p;
+      } else {
+        prec = 0;
+        while (*p >= '0' && *p <= '9') {
+          prec = prec * 10 + (*p++ - '0');
+          if (prec > kMaxWidth) return false;
+        }
+      }
+    }
+    Size size = Size::Int;
+    if (*p == 'h') {
+      ++p;
+      size = *p == 'h' ? (++p, Size::Char) : Size::Short;
+    } else if (*p == 'l') {
+      ++p;
+      size = *p == 'l' ? (++p, Size::LongLong) : Size::Long;
+    } else if (*p == 'z') {
+      ++p;
+      size = Size::SizeT;
+    }
+    char conv = *p++;
+    switch (conv) {
+      case 'd':
+      case 'i': {
+        if (alt) return false;
+        long long v;
+        switch (size) {
+          case Size::Char:
+            v = static_cast<signed char>(va_arg(ap, int));
+            break;
+          case Size::Short:
+            v = static_cast<short>(va_arg(ap, int));
+            break;
+          case Size::Long:
+            v = va_arg(ap, long);
+            break;
+          case Size::LongLong:
+            v = va_arg(ap, long long);
+            break;
+          case Size::SizeT:
+            v = va_arg(ap, ssize_t);
+            break;
+          default:
+            v = va_arg(ap, int);
+            break;
+        }
+        unsigned long long mag =
+            v < 0 ? 0ULL - static_cast<unsigned long long>(v) : static_cast<unsigned long long>(v);
+        if (!integer(o, end, v < 0, mag, 'd', left, zero, false, width, prec)) return false;
+        break;
+      }
+      case 'u':
+      case 'x':
+      case 'X': {
+        if (alt && conv == 'u') return false;
+        unsigned long long v;
+        switch (size) {
+          case Size::Char:
+            v = static_cast<unsigned char>(va_arg(ap, unsigned));
+            break;
+          case Size::Short:
+            v = static_cast<unsigned short>(va_arg(ap, unsigned));
+            break;
+          case Size::Long:
+            v = va_arg(ap, unsigned long);
+            break;
+          case Size::LongLong:
+            v = va_arg(ap, unsigned long long);
+            break;
+          case Size::SizeT:
+            v = va_arg(ap, size_t);
+            break;
+          default:
+            v = va_arg(ap, unsigned);
+            break;
+        }
+        if (!integer(o, end, false, v, conv, left, zero, alt, width, prec)) return false;
+        break;
+      }
+      case 'c': {
+        if (size != Size::Int || alt || zero) return false;
+        char c = static_cast<char>(static_cast<unsigned char>(va_arg(ap, int)));
+        if (!text(o, end, &c, 1, left, width)) return false;
+        break;
+      }
+      case 's': {
+        if (size != Size::Int || alt || zero) return false;
+        const char* s = va_arg(ap, const char*);
+        if (!s) return false;
+        size_t n = prec >= 0 ? strnlen(s, static_cast<size_t>(prec)) : strlen(s);
+        if (!text(o, end, s, n, left, width)) return false;
+        break;
+      }
+      default:
+        return false;
+    }
+  }
+  *len = static_cast<size_t>(o - dst);
+  return true;
+}
+
+}  // namespace wp
