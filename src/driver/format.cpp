@@ -2,6 +2,7 @@
 
 #include <sys/types.h>
 
+#include <cmath>
 #include <cstdint>
 #include <cstring>
 
@@ -201,6 +202,25 @@ bool formatFast(char* dst, size_t room, const char* fmt, va_list ap, size_t* len
     }
   }
   *len = static_cast<size_t>(o - dst);
+  return true;
+}
+
+bool formatFraction5(double x, char out[7]) {
+  if (!(x >= 0 && x < 1)) return false;
+  // k = floor(x * 100000) exactly: fma gives the sign of x * 100000 - c
+  // without an intermediate rounding.
+  double k = std::floor(x * 1e5);
+  if (std::fma(x, 1e5, -k) < 0)
+    k -= 1;
+  else if (std::fma(x, 1e5, -(k + 1)) >= 0)
+    k += 1;
+  double r = std::fma(x, 1e5, -(k + 0.5));
+  auto v = static_cast<uint32_t>(k);
+  if (r > 0 || (r == 0 && (v & 1))) ++v;
+  out[0] = v >= 100000 ? '1' : '0';
+  out[1] = '.';
+  if (v >= 100000) v = 0;
+  for (int i = 6; i >= 2; --i, v /= 10) out[i] = static_cast<char>('0' + v % 10);
   return true;
 }
 

@@ -16,4 +16,9 @@ namespace wp {
 // then been partly consumed.
 bool formatFast(char* dst, size_t room, const char* fmt, va_list ap, size_t* len);
 
+// "%.5f" of a time stamp's fraction x, 0 <= x < 1, into out[0..6] (so "0.25000",
+// or "1.00000" when it rounds up), rounded as printf rounds the exact binary
+// value: to nearest, ties to even. False for any other x.
+bool formatFraction5(double x, char out[7]);
+
 }  // namespace wp

@@ -5,10 +5,12 @@
 #include <gtest/gtest.h>
 
 #include <climits>
+#include <cmath>
 #include <cstdarg>
 #include <cstdio>
 #include <random>
 #include <string>
+#include <vector>
 
 namespace {
 
@@ -137,6 +139,34 @@ TEST(FormatFast, RandomIntegersMatch) {
                 static_cast<unsigned long>(v), static_cast<unsigned long long>(v), v,
                 static_cast<long>(v), v);
   }
+}
+
+}  // namespace
+
+namespace {
+
+// Time stamp fractions print as "%.5f" does, ties (x * 100000 ending in
+// exactly .5, as with 1/64) to even.
+TEST(FormatFraction5, MatchesPrintf) {
+  std::mt19937_64 rng(99);
+  std::vector<double> xs = {0.0,     0.25,    0.015625, 0.046875, 0.999995, 0.9999949999,
+                            0.99999, 0.00001, 0.000005, 1.0 / 3,  0.5,      0.123455};
+  for (int j = 1; j < 64; j += 2) xs.push_back(j / 64.0);  // every exact tie
+  for (int i = 0; i < 200000; ++i) {
+    double t = 1700000000.0 + static_cast<double>(rng() % 100000000) / (1 << (rng() % 24));
+    xs.push_back(t - std::trunc(t));
+    xs.push_back(static_cast<double>(rng() >> 11) * 0x1.0p-53);
+  }
+  for (double x : xs) {
+    char got[8] = {}, want[32];
+    ASSERT_TRUE(wp::formatFraction5(x, got)) << x;
+    snprintf(want, sizeof want, "%.5f", x);
+    ASSERT_STREQ(got, want) << std::hexfloat << x;
+  }
+  char out[8];
+  EXPECT_FALSE(wp::formatFraction5(1.0, out));
+  EXPECT_FALSE(wp::formatFraction5(-0.1, out));
+  EXPECT_FALSE(wp::formatFraction5(std::nan(""), out));
 }
 
 }  // namespace
