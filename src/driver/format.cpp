@@ -18,24 +18,30 @@ bool integer(char*& o, char* end, bool neg, unsigned long long mag, char conv, b
              bool alt, int width, int prec) {
   char digits[24];
   int nd = 0;
-  const char* set = conv == 'X' ? "0123456789ABCDEF" : "0123456789abcdef";
-  unsigned base = conv == 'x' || conv == 'X' ? 16 : 10;
-  for (unsigned long long m = mag; m; m /= base) digits[nd++] = set[m % base];
+  bool hex = conv == 'x' || conv == 'X';
+  if (hex) {
+    const char* set = conv == 'X' ? "0123456789ABCDEF" : "0123456789abcdef";
+    for (unsigned long long m = mag; m; m >>= 4) digits[nd++] = set[m & 15];
+  } else {
+    for (unsigned long long m = mag; m; m /= 10) digits[nd++] = static_cast<char>('0' + m % 10);
+  }
   if (nd == 0 && prec != 0) digits[nd++] = '0';
   int zeros = prec > nd ? prec - nd : 0;
-  char prefix[2];
-  int np = 0;
-  if (neg) prefix[np++] = '-';
-  if (alt && base == 16 && mag != 0) prefix[np++] = '0', prefix[np++] = conv;
-  int body = np + zeros + nd;
+  bool prefix = alt && hex && mag != 0;
+  int body = (neg ? 1 : 0) + (prefix ? 2 : 0) + zeros + nd;
   int pad = width > body ? width - body : 0;
-  if (static_cast<size_t>(end - o) < static_cast<size_t>(body + pad)) return false;
-  if (pad && !left && !(zero && prec < 0)) memset(o, ' ', pad), o += pad;
-  memcpy(o, prefix, np), o += np;
-  if (pad && !left && zero && prec < 0) zeros += pad;
-  memset(o, '0', zeros), o += zeros;
+  if (end - o < body + pad) return false;
+  if (pad && !left) {
+    if (zero && prec < 0)
+      zeros += pad;
+    else
+      memset(o, ' ', static_cast<size_t>(pad)), o += pad;
+  }
+  if (neg) *o++ = '-';
+  if (prefix) *o++ = '0', *o++ = conv;
+  for (; zeros > 0; --zeros) *o++ = '0';
   while (nd) *o++ = digits[--nd];
-  if (pad && left) memset(o, ' ', pad), o += pad;
+  if (pad && left) memset(o, ' ', static_cast<size_t>(pad)), o += pad;
   return true;
 }
 
@@ -56,13 +62,15 @@ bool formatFast(char* dst, size_t room, const char* fmt, va_list ap, size_t* len
   char* end = dst + room;
   const char* p = fmt;
   for (;;) {
-    const char* pct = strchr(p, '%');
-    size_t lit = pct ? static_cast<size_t>(pct - p) : strlen(p);
-    if (static_cast<size_t>(end - o) < lit) return false;
-    memcpy(o, p, lit);
-    o += lit;
-    if (!pct) break;
-    p = pct + 1;
+    // Literal text: short runs between conversions, copied as scanned.
+    char c;
+    while ((c = *p) != '%' && c != '\0') {
+      if (o == end) return false;
+      *o++ = c;
+      ++p;
+    }
+    if (c == '\0') break;
+    ++p;
     if (*p == '%') {
       if (o == end) return false;
       *o++ = '%';

@@ -79,11 +79,17 @@ void Output::vprintf(const char* fmt, va_list ap) {
     if (lineFlush_ && memchr(buf_.data() + len_ - k, '\n', k)) sync();
     return;
   }
+  slowPrintf(fmt, slow);
+  va_end(slow);
+}
+
+// The C library's formatting, straight into the buffer (grown when the text
+// does not fit).
+void Output::slowPrintf(const char* fmt, va_list ap) {
   size_t room = buf_.size() - len_;
   va_list again;
-  va_copy(again, slow);
-  int n = vsnprintf(buf_.data() + len_, room, fmt, slow);
-  va_end(slow);
+  va_copy(again, ap);
+  int n = vsnprintf(buf_.data() + len_, room, fmt, ap);
   if (n < 0) {
     va_end(again);
     return;
@@ -99,9 +105,21 @@ void Output::vprintf(const char* fmt, va_list ap) {
 }
 
 void Output::printf(const char* fmt, ...) {
+  // The fast formatter first; when it declines, the arguments are walked
+  // again from the start, which saves copying them beforehand.
+  if (buf_.size() - len_ < kFastRoom) drain();
   va_list ap;
   va_start(ap, fmt);
-  vprintf(fmt, ap);
+  size_t k;
+  bool done = formatFast(buf_.data() + len_, buf_.size() - len_, fmt, ap, &k);
+  va_end(ap);
+  if (done) {
+    len_ += k;
+    if (lineFlush_ && memchr(buf_.data() + len_ - k, '\n', k)) sync();
+    return;
+  }
+  va_start(ap, fmt);
+  slowPrintf(fmt, ap);
   va_end(ap);
 }
 
