@@ -14,8 +14,8 @@ enum class Size { Int, Char, Short, Long, LongLong, SizeT };
 
 // Lays out an integer field: sign or 0x prefix, zeros up to the precision,
 // the digits, blanks or zeros up to the width.
-bool integer(char*& o, char* end, bool neg, unsigned long long mag, char conv, bool left, bool zero,
-             bool alt, int width, int prec) {
+char* integer(char* o, char* end, bool neg, unsigned long long mag, char conv, bool left, bool zero,
+              bool alt, int width, int prec) {
   char digits[24];
   int nd = 0;
   bool hex = conv == 'x' || conv == 'X';
@@ -30,7 +30,7 @@ bool integer(char*& o, char* end, bool neg, unsigned long long mag, char conv, b
   bool prefix = alt && hex && mag != 0;
   int body = (neg ? 1 : 0) + (prefix ? 2 : 0) + zeros + nd;
   int pad = width > body ? width - body : 0;
-  if (end - o < body + pad) return false;
+  if (end - o < body + pad) return nullptr;
   if (pad && !left) {
     if (zero && prec < 0)
       zeros += pad;
@@ -42,16 +42,22 @@ bool integer(char*& o, char* end, bool neg, unsigned long long mag, char conv, b
   for (; zeros > 0; --zeros) *o++ = '0';
   while (nd) *o++ = digits[--nd];
   if (pad && left) memset(o, ' ', static_cast<size_t>(pad)), o += pad;
-  return true;
+  return o;
 }
 
-bool text(char*& o, char* end, const char* s, size_t n, bool left, int width) {
+char* text(char* o, char* end, const char* s, size_t n, bool left, int width) {
   size_t pad = static_cast<size_t>(width) > n ? static_cast<size_t>(width) - n : 0;
-  if (static_cast<size_t>(end - o) < n + pad) return false;
+  if (static_cast<size_t>(end - o) < n + pad) return nullptr;
   if (!left) memset(o, ' ', pad), o += pad;
   memcpy(o, s, n), o += n;
   if (left) memset(o, ' ', pad), o += pad;
-  return true;
+  return o;
+}
+
+// Bytes of v that are zero, flagged in their top bit (the lowest flag is
+// exact; flags above a zero byte may be spurious).
+inline uint64_t zeroBytes(uint64_t v) {
+  return (v - 0x0101010101010101ULL) & ~v & 0x8080808080808080ULL;
 }
 
 }  // namespace
@@ -62,14 +68,28 @@ bool formatFast(char* dst, size_t room, const char* fmt, va_list ap, size_t* len
   char* end = dst + room;
   const char* p = fmt;
   for (;;) {
-    // Literal text: short runs between conversions, copied as scanned.
-    char c;
-    while ((c = *p) != '%' && c != '\0') {
+    // Literal text, eight bytes at a time up to the next '%' or the end. A
+    // word is read only where it cannot cross into the next page.
+    for (;;) {
+      if ((reinterpret_cast<uintptr_t>(p) & 4095) <= 4088 && end - o >= 8) {
+        uint64_t w;
+        memcpy(&w, p, 8);
+        memcpy(o, &w, 8);
+        uint64_t stop = zeroBytes(w) | zeroBytes(w ^ 0x2525252525252525ULL);
+        if (!stop) {
+          p += 8, o += 8;
+          continue;
+        }
+        int n = __builtin_ctzll(stop) / 8;
+        p += n, o += n;
+        break;
+      }
+      char c = *p;
+      if (c == '%' || c == '\0') break;
       if (o == end) return false;
-      *o++ = c;
-      ++p;
+      *o++ = c, ++p;
     }
-    if (c == '\0') break;
+    if (*p == '\0') break;
     ++p;
     if (*p == '%') {
       if (o == end) return false;
@@ -160,7 +180,7 @@ bool formatFast(char* dst, size_t room, const char* fmt, va_list ap, size_t* len
         }
         unsigned long long mag =
             v < 0 ? 0ULL - static_cast<unsigned long long>(v) : static_cast<unsigned long long>(v);
-        if (!integer(o, end, v < 0, mag, 'd', left, zero, false, width, prec)) return false;
+        if (!(o = integer(o, end, v < 0, mag, 'd', left, zero, false, width, prec))) return false;
         break;
       }
       case 'u':
@@ -188,13 +208,13 @@ bool formatFast(char* dst, size_t room, const char* fmt, va_list ap, size_t* len
             v = va_arg(ap, unsigned);
             break;
         }
-        if (!integer(o, end, false, v, conv, left, zero, alt, width, prec)) return false;
+        if (!(o = integer(o, end, false, v, conv, left, zero, alt, width, prec))) return false;
         break;
       }
       case 'c': {
         if (size != Size::Int || alt || zero) return false;
         char c = static_cast<char>(static_cast<unsigned char>(va_arg(ap, int)));
-        if (!text(o, end, &c, 1, left, width)) return false;
+        if (!(o = text(o, end, &c, 1, left, width))) return false;
         break;
       }
       case 's': {
@@ -202,7 +222,7 @@ bool formatFast(char* dst, size_t room, const char* fmt, va_list ap, size_t* len
         const char* s = va_arg(ap, const char*);
         if (!s) return false;
         size_t n = prec >= 0 ? strnlen(s, static_cast<size_t>(prec)) : strlen(s);
-        if (!text(o, end, s, n, left, width)) return false;
+        if (!(o = text(o, end, s, n, left, width))) return false;
         break;
       }
       default:

@@ -3,6 +3,8 @@
 #include "driver/format.h"
 
 #include <gtest/gtest.h>
+#include <sys/mman.h>
+#include <unistd.h>
 
 #include <climits>
 #include <cmath>
@@ -167,6 +169,41 @@ TEST(FormatFraction5, MatchesPrintf) {
   EXPECT_FALSE(wp::formatFraction5(1.0, out));
   EXPECT_FALSE(wp::formatFraction5(-0.1, out));
   EXPECT_FALSE(wp::formatFraction5(std::nan(""), out));
+}
+
+}  // namespace
+
+namespace {
+
+std::string viaFast(const char* fmt, ...) {
+  va_list ap;
+  va_start(ap, fmt);
+  char buf[256];
+  size_t n = 0;
+  bool ok = wp::formatFast(buf, sizeof buf, fmt, ap, &n);
+  va_end(ap);
+  return ok ? std::string(buf, n) : "<declined>";
+}
+
+// Literal text is scanned a word at a time; a format that ends right before
+// an unreadable page is still read only up to its end.
+TEST(FormatFast, FormatsEndingAtAPageBoundary) {
+  long page = sysconf(_SC_PAGESIZE);
+  auto* mem = static_cast<char*>(
+      mmap(nullptr, 2 * page, PROT_READ | PROT_WRITE, MAP_PRIVATE | MAP_ANONYMOUS, -1, 0));
+  ASSERT_NE(mem, MAP_FAILED);
+  ASSERT_EQ(mprotect(mem + page, page, PROT_NONE), 0);
+  const std::string texts[] = {"x", "literal only, longer than a word", "n=%d!", "%s", "ab%%cd"};
+  for (const std::string& t : texts) {
+    for (size_t back = t.size() + 1; back < t.size() + 18; ++back) {
+      char* f = mem + page - back;
+      memset(mem + page - 64, 'Z', 64);
+      memcpy(f, t.c_str(), t.size() + 1);
+      std::string want = t == "n=%d!" ? "n=42!" : t == "%s" ? "val" : t == "ab%%cd" ? "ab%cd" : t;
+      EXPECT_EQ(t == "%s" ? viaFast(f, "val") : viaFast(f, 42), want) << t << " " << back;
+    }
+  }
+  munmap(mem, 2 * page);
 }
 
 }  // namespace
