@@ -44,7 +44,9 @@ void Cursor::fetch(const uint8_t* carry, int32_t carrylen) {
     const char* f = run.dec.fdir;
     bool interleaved = fileRead && (d[0] != f[0] || d[1] != f[1]) && d[0] == 'S' && d[1] == 'C';
     if (!interleaved) break;
-    printpacketFrom(run, carrylen > 0 ? carrylen : 0);
+    // The carried bytes are ours, not the server's. A record of no data
+    // holds none of them (its length is its own), so it decodes from 0.
+    printpacketFrom(run, run.rd.packetlen > carrylen ? carrylen : 0);
   }
   pos = 0;
   left = run.rd.packetlen;

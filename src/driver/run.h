@@ -10,7 +10,10 @@
 #include "driver/reader.h"
 #include "driver/threads.h"
 #include "messages/capabilities.h"
+#include "messages/database.h"
+#include "messages/lobstate.h"
 #include "messages/state.h"
+#include "messages/xastate.h"
 #include "stats/stmtstats.h"
 #include "stats/summary.h"
 #include "stats/timing.h"
@@ -31,6 +34,9 @@ struct Run {
   Threads thr;
   Capabilities caps;
   DecoderState dec;
+  DatabaseState db;
+  XaState xa;
+  LobState lob;
   Timing timing;
   SummaryCounters sum;
   CommandList cmds;

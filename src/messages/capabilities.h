@@ -23,6 +23,13 @@ struct CapVector {
   void orLow64(uint64_t mask) {
     for (int i = 0; i < 8; ++i) b[i] |= static_cast<uint8_t>(mask >> (8 * i));
   }
+  // Keeps only the bits `other` has too, in the 16 bytes a stream can fill;
+  // the last byte is left alone.
+  void andStream(const CapVector& other) {
+    for (int i = 0; i < kStream; ++i) b[i] &= other.b[i];
+  }
+  // Longest stream that fits with its closing 0 byte.
+  static constexpr int kStream = kBytes - 1;
 };
 
 struct Capabilities {
@@ -34,6 +41,11 @@ struct Capabilities {
   int32_t previnternalver = -1;
   int32_t transFloatType = 0;  // floats travel big-endian (internal version > 304)
   int32_t numof_sqprotocols = 0;
+
+  // A server announced internal version v: the vectors start over from what
+  // that version implies, unless nothing changed or (305) a negotiated set is
+  // already in force.
+  void setInternalVersion(int32_t v);
 };
 
 }  // namespace wp

@@ -1,10 +1,30 @@
-// Run-wide counters of features and volumes, printed by "-summary".
+// Run-wide counters of features and volumes, and the command list, printed by
+// "-summary".
 #pragma once
 
 #include <cstdint>
 
 namespace wp {
 
+struct Run;
+
+// Plain counters that the message decoders increment directly. Who updates
+// what:
+//   opt_stats_ptr, fetarr_sum   SQ_FETARRSIZE: +1, + the announced array size
+//   open_saved                  SQ_NFETCH: +1 when an SQ_OPEN came earlier in
+//                               the same packet (Cursor::openSeen)
+//   reopt                       SQ_REOPTOPEN
+//   prepares                    SQ_PREPARE, SQ_SGKPREPARE
+//   executes                    SQ_EXECUTE
+//   selects                     SQ_EXSELECT
+//   opens                       SQ_OPEN (which also sets Cursor::openSeen)
+//   closes                      SQ_CLOSE
+//   put_count, put_bytes        SQ_PUT, SQ_VPUT: +1, + rows times the row size
+//                               rounded up to even
+//   fetch_count, fetch_bytes    SQ_TUPLE, SQ_SGKTUPLE: +1, + the tuple length
+//   blob_put_*, blob_fetch_*    SQ_BLOB with a size other than 0: the client's
+//                               count as puts, the server's as fetches
+//   cs_packets, sc_packets      the packet reader, per record
 struct SummaryCounters {
   int32_t opt_stats_ptr = 0;  // FETARRSIZE messages (fetch array feature uses)
   double fetarr_sum = 0;      // sum of the announced fetch array sizes
@@ -40,9 +60,12 @@ struct CommandList {
   Entry entries[kMax];
 };
 
-struct Run;
-// COMMAND (prepared 0), PREPARE and DPREPARE (prepared 1) enter their raw text;
-// statements after the 99th are not recorded.
+// COMMAND (prepared 0), PREPARE and DPREPARE (prepared 1) enter their raw text
+// (not the converted one: the summary converts when it prints); statements
+// after the 99th are not recorded.
 void recordCommand(Run& run, const char* text, int32_t len, int prepared);
+
+// "-summary": the end-of-run summary with both message tables.
+void printSummary(Run& run);
 
 }  // namespace wp

@@ -1,34 +1,119 @@
 #include "stats/timing.h"
 
 #include <cstring>
+#include <string>
 
 #include "driver/run.h"
+#include "stats/stmtstats.h"
 
 namespace wp {
+
+namespace {
+
+// Smallest-charge field of a type never timed.
+constexpr double kNoMin = 10000000.0;
+
+bool timed(int32_t type) {
+  return sqmsgflag(type) & kTimed;
+}
+
+void rule(Output& out, char c, int n, const char* end) {
+  std::string line(static_cast<size_t>(n), c);
+  out.printf("%s%s", line.c_str(), end);
+}
+
+}  // namespace
 
 void MsgStats::reset() {
   for (int i = 0; i < kSlots; ++i) {
     count[i] = 0;
     total[i] = 0;
-    min[i] = 10000000.0;
+    min[i] = kNoMin;
     max[i] = 0;
   }
 }
 
-void recordCommand(Run& run, const char* text, int32_t len, int prepared) {
-  CommandList& c = run.cmds;
-  if (c.count >= CommandList::kMax) return;
-  CommandList::Entry& e = c.entries[c.count++];
-  e.prepared = prepared;
-  e.length = len;
-  int32_t keep = len < 0 ? 0 : (len >= CommandList::kTextSize ? CommandList::kTextSize - 1 : len);
-  memcpy(e.text, text, static_cast<size_t>(keep));
-  e.text[keep] = '\0';
+void store_prev(Run& run, int32_t type, int32_t thread, int32_t stmtid) {
+  // Negative types compare as huge; 140 still fits the tables' spare slot.
+  if (static_cast<uint32_t>(type) > kNumTypes) return;
+  Timing& t = run.timing;
+  for (int32_t i = 0; i < t.g_inopr; ++i) {
+    if (t.g_prevs[i].type == type) {
+      ++t.g_prevs[i].count;
+      return;
+    }
+  }
+  // A full list drops further distinct types: they are neither counted nor
+  // timed.
+  if (t.g_inopr >= Timing::kMaxPrevs) return;
+  t.g_prevs[t.g_inopr++] = PrevEntry{type, 1, thread, stmtid};
 }
 
-void store_prev(Run&, int32_t, int32_t, int32_t) {}
-void chargePrevious(Run&, double) {}
-void directionTime(Run&, bool, bool) {}
-void printSummary(Run&) {}
+void chargePrevious(Run& run, double elapsed) {
+  Timing& t = run.timing;
+  if (t.g_inopr == 0) return;
+  int32_t k = 0;
+  for (int32_t i = 0; i < t.g_inopr; ++i)
+    if (timed(t.g_prevs[i].type)) ++k;
+  // The packet's time is shared by its timed types, not by their occurrences.
+  double share = k ? elapsed / k : 0.0;
+  MsgStats& s = *t.stats_ptr;
+  for (int32_t i = 0; i < t.g_inopr; ++i) {
+    const PrevEntry& e = t.g_prevs[i];
+    run.dbg("PrevCmd[%d]: %s cnt=%d stats_ptr=%x\n", i, sqmsgname(e.type), e.count,
+            static_cast<unsigned>(reinterpret_cast<uintptr_t>(t.stats_ptr)));
+    s.count[e.type] += e.count;
+    bool isTimed = timed(e.type);
+    if (isTimed) {
+      s.total[e.type] += share;
+      if (share < s.min[e.type]) s.min[e.type] = share;
+      if (share > s.max[e.type]) s.max[e.type] = share;
+    }
+    if (run.opt.stmtstats && (sqmsgflag(e.type) & kStmtMsg))
+      stmt_stat(run, e.thread, e.stmtid, e.type, 0, e.count, isTimed ? share : 0.0);
+  }
+  t.g_inopr = 0;
+}
+
+void directionTime(Run& run, bool client, bool first) {
+  Timing& t = run.timing;
+  double now = run.rd.time_fl;
+  if (client)
+    t.c_to_s_fl = now;
+  else
+    t.s_to_c_fl = now;
+  if (first) return;
+  // Taken afresh at every packet: a run of packets in one direction adds the
+  // span back to the other direction's latest packet each time.
+  if (t.c_to_s_fl > t.s_to_c_fl)
+    t.client_time_fl += t.c_to_s_fl - t.s_to_c_fl;
+  else
+    t.server_time_fl += t.s_to_c_fl - t.c_to_s_fl;
+}
+
+void print_stats_ptr(Run& run, int which) {
+  Timing& t = run.timing;
+  t.stats_ptr = which == 99 ? &t.cs_stats : &t.sc_stats;
+  const MsgStats& s = *t.stats_ptr;
+  Output& out = run.out;
+  out.printf("FROM %s\n", which == 99 ? "C->S" : "S->C");
+  out.printf("Msg          occured    Total        Avg         Min         Max\n");
+  rule(out, '-', 66, "\n");
+  for (int type = 0; type < kNumTypes; ++type) {
+    if (s.count[type] == 0) continue;
+    out.printf("%-12s ", sqmsgname(type));
+    out.printf("%5d    ", s.count[type]);
+    if (timed(type)) {
+      char total[64], avg[64], min[64], max[64];
+      snprintf(total, sizeof total, "%6f", s.total[type]);
+      snprintf(avg, sizeof avg, "%6f", s.total[type] / s.count[type]);
+      snprintf(min, sizeof min, "%6f", s.min[type] >= kNoMin ? 0.0 : s.min[type]);
+      snprintf(max, sizeof max, "%6f", s.max[type]);
+      out.printf("%6s    %6s    %6s    %6s", total, avg, min, max);
+    }
+    out.printf("\n");
+  }
+  rule(out, '-', 66, "\n\n");
+}
 
 }  // namespace wp

@@ -21,11 +21,14 @@ struct MsgStats {
   void reset();
 };
 
+// A message type of the packet being decoded, with how often it occurred and
+// the thread and statement it was first seen under.
 struct PrevEntry {
   int32_t type, count, thread, stmtid;
 };
 
 struct Timing {
+  // At most 64 distinct types per packet; further ones are dropped.
   static constexpr int kMaxPrevs = 64;
   MsgStats cs_stats, sc_stats;
   MsgStats* stats_ptr = &cs_stats;
@@ -41,7 +44,8 @@ void store_prev(Run& run, int32_t type, int32_t thread, int32_t stmtid);
 void chargePrevious(Run& run, double elapsed);
 // At every data-carrying packet: client and server+network time.
 void directionTime(Run& run, bool client, bool first);
-// "-summary": the end-of-run summary with both message tables.
-void printSummary(Run& run);
+// One direction's message table: `which` 99 ('c') the client's, any other
+// the server's; the table becomes stats_ptr.
+void print_stats_ptr(Run& run, int which);
 
 }  // namespace wp

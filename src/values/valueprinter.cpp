@@ -1,25 +1,257 @@
 #include "values/valueprinter.h"
 
+#include <algorithm>
+#include <cctype>
+#include <cstring>
+
 #include "driver/cursor.h"
 #include "driver/run.h"
-#include "messages/dispatch.h"
+#include "values/collection.h"
+#include "values/text.h"
+#include "values/textforms.h"
+#include "values/typename.h"
+#include "values/wire.h"
 
 namespace wp {
 
-// Not built yet: the message holding the values is reported and skipped.
-void printvalues(Cursor& cur, int32_t count) {
-  if (count != 0) notDecoded(cur.run, cur);
-}
-void printextdtypeinfo(Cursor& cur, int) {
-  if (cur.run.caps.sub_sprotocolver.has(50)) notDecoded(cur.run, cur);
-}
-void printnonbuiltininfo(Cursor& cur, int, const char*) {
-  if (cur.run.caps.sub_sprotocolver.has(50)) notDecoded(cur.run, cur);
+namespace {
+
+constexpr const char* kIndent = "\t\t\t";
+
+// Built-in codes travel without owner and type names.
+bool builtin(int code) {
+  return code <= 18 || code == 42 || (code >= 51 && code <= 53);
 }
 
-int istypesupportedinxsrv(const uint8_t*, int type, int) {
+// n contiguous bytes of a fixed-width field (refilled first) into dst.
+void fixed(Cursor& cur, int32_t n, uint8_t* dst) {
+  cur.need(n);
+  memcpy(dst, cur.ptr(), static_cast<size_t>(n));
+  cur.advance(n);
+}
+
+// Skips n bytes, following them into further packets, and returns how many
+// of them lay in the last packet: the pad byte of a split field goes by that
+// part alone.
+int32_t skipField(Cursor& cur, int32_t n) {
+  int32_t last = n;
+  while (n > 0) {
+    if (cur.left <= 0) cur.nextPacket();
+    if (cur.left <= 0) continue;
+    int32_t k = std::min(n, cur.left);
+    cur.advance(k);
+    n -= k;
+    last = k;
+  }
+  return last;
+}
+
+void skipPadded(Cursor& cur, int32_t n) {
+  if (skipField(cur, n) & 1) cur.skip(1);
+}
+
+// A SENDRECV whose type name reads "row (" carries a row value. Only the
+// name's own bytes in the packet are looked at.
+bool namesRow(const Cursor& cur, int32_t len) {
+  int32_t n = std::clamp(len, 0, std::max(cur.left, 0));
+  const uint8_t* p = cur.ptr();
+  int32_t i = 0;
+  while (i < n && isspace(p[i])) ++i;
+  if (n - i < 3 || memcmp(p + i, "row", 3) != 0) return false;
+  i += 3;
+  while (i < n && isspace(p[i])) ++i;
+  return i < n && p[i] == '(';
+}
+
+void printDecimal(Cursor& cur) {
+  Run& run = cur.run;
+  int16_t n = cur.i16();
+  // At most 18 bytes carry the value; they must lie together. The NULL test
+  // looks at two bytes even when the field is shorter.
+  int32_t take = std::clamp<int32_t>(n, 0, 18);
+  if (take > 0) cur.need(take);
+  uint8_t b[18] = {};
+  int32_t look = std::min(std::max(take, 2), std::max(cur.left, 0));
+  if (look > 0) memcpy(b, cur.ptr(), static_cast<size_t>(look));
+  Decimal rec;
+  lddecimal(b, n, &rec);
+  char text[80];
+  memset(text, ' ', 79);
+  text[79] = '\0';
+  dectoasc(&rec, text, 79, -1);
+  ldchar(text, 79, text);
+  run.out.printf("%s\n", text);
+  skipPadded(cur, n);
+}
+
+// User-defined values, LVARCHAR and BOOLEAN: a newline and the 4-byte
+// length, shown unless -min, come before the bytes.
+int32_t longLength(Cursor& cur) {
+  Run& run = cur.run;
+  run.out.printf("\n");
+  int32_t n = cur.i32();
+  if (!run.opt.min) run.out.printf("\t\t\tData length: %hd\n", static_cast<int16_t>(n));
+  return n;
+}
+
+void printUdt(Cursor& cur) {
+  int32_t n = longLength(cur);
+  if (cur.run.opt.udt_hex)
+    hexdump(cur, n);
+  else
+    skipPadded(cur, n);
+}
+
+void printBool(Cursor& cur) {
+  int32_t n = longLength(cur);
+  if (n > 0) cur.need(1);
+  int8_t first = cur.left > 0 ? static_cast<int8_t>(*cur.ptr()) : 0;
+  cur.run.out.printf("%x\n", static_cast<unsigned>(first));
+  // Here the pad byte is skipped only when the packet still holds it.
+  if ((skipField(cur, n) & 1) && cur.left > 0) cur.advance(1);
+}
+
+// The data of a value that is not NULL, after its "Data" label. Returns false
+// when the value could not be read and the packet was dropped.
+bool printData(Cursor& cur, int type, bool row) {
+  Run& run = cur.run;
+  Output& o = run.out;
+  int code = row ? 22 : type & 0xff;
+  if (type & kTypeClientCollection) code = 22;
+  switch (code) {
+    case 0:
+    case 13:
+    case 15:
+    case 16:
+      printchar(cur, cur.i16());
+      break;
+    case 1:
+      o.printf("%hd\n", cur.i16());
+      break;
+    case 2:
+    case 6:
+      o.printf("%d\n", cur.i32());
+      break;
+    case 3: {
+      uint8_t b[8];
+      fixed(cur, 8, b);
+      o.printf("%g\n", network_lddbl(b, run.caps.transFloatType));
+      break;
+    }
+    case 4: {
+      uint8_t b[4];
+      fixed(cur, 4, b);
+      o.printf("%g\n", static_cast<double>(network_ldfloat(b, run.caps.transFloatType)));
+      break;
+    }
+    case 5:
+    case 8:
+    case 10:
+    case 14:
+      printDecimal(cur);
+      break;
+    case 7: {
+      char text[80] = "";
+      rdatestr(cur.i32(), text);
+      o.printf("%s\n", text);
+      break;
+    }
+    case 9:
+      break;
+    case 11:
+    case 12:
+      o.printf("\n");
+      if (run.opt.blob_hex)
+        hexdump(cur, 56);
+      else
+        skipPadded(cur, 56);
+      break;
+    case 17:
+    case 18: {
+      uint8_t b[10];
+      fixed(cur, 10, b);
+      Int8 rec;
+      ldint8(b, &rec);
+      char text[80] = "";
+      ovb_int8tostr(&rec, text, sizeof text);
+      o.printf("%s\n", text);
+      break;
+    }
+    case 19:
+    case 20:
+    case 21:
+    case 22:
+    case 23:
+      return printcollection(cur);
+    case 40:
+    case 41:
+    case 44:
+    case 50:
+      printUdt(cur);
+      break;
+    case 43:
+      printchar(cur, longLength(cur));
+      break;
+    case 45:
+      printBool(cur);
+      break;
+    case 52:
+    case 53: {
+      uint8_t b[8];
+      fixed(cur, 8, b);
+      int64_t v;
+      o.printf("%ld\n", static_cast<long>(ldbigint(&v, b)));
+      break;
+    }
+    default:
+      // The value's bytes stay where they are.
+      o.printf("Invalid Type in value: %hd\n", static_cast<int16_t>(type));
+      break;
+  }
+  return true;
+}
+
+// One value: type line, names of an extended type, indicator, precision and
+// data. Returns false when the rest of the packet was dropped.
+bool printvalue(Cursor& cur, int i) {
+  Run& run = cur.run;
+  Output& o = run.out;
+  int type = cur.i16();
+  char prefix[40];
+  snprintf(prefix, sizeof prefix, "%s%d) Type.....: ", kIndent, i);
+  printtypename(run, type, prefix);
   int code = type & 0xff;
-  return code < 19 || code == 42 || (code >= 51 && code <= 53);
+  bool row = false;
+  if (run.caps.protocolver.has(0, 0x20) && (!builtin(code) || (type & kTypeDistinct))) {
+    int16_t owner = cur.i16();
+    if (owner > 0) printstring(cur, owner, "\t\t\tOwner Name: ", 0);
+    int16_t name = cur.i16();
+    if (code == 44 && name > 0) {
+      if (cur.left <= 0) cur.nextPacket();
+      row = namesRow(cur, name);
+    }
+    if (name > 0) printstring(cur, name, "\t\t\tExtended Type Name: ", 0);
+  }
+  int16_t indicator = cur.i16();
+  int16_t precision = cur.i16();
+  o.printf("%sIndicator: %s\n", kIndent, indicator == -1 ? "NULL" : "NOT NULL");
+  o.printf("%sPrecision: 0x%x\n", kIndent, static_cast<unsigned>(precision));
+  if (indicator == -1) return true;
+  o.printf("%sData.....: ", kIndent);
+  return printData(cur, type, row);
+}
+
+}  // namespace
+
+void printvalues(Cursor& cur, int32_t count) {
+  Run& run = cur.run;
+  for (int32_t i = 0; i < count; ++i) {
+    bool ok = printvalue(cur, i);
+    run.out.flush();
+    if (!ok) return;
+    // Separators go to standard output, not to the listing.
+    if (i != count - 1) run.out.out("\n");
+  }
 }
 
 }  // namespace wp

@@ -1,0 +1,41 @@
+#include "messages/rawtext.h"
+
+#include <algorithm>
+
+#include "driver/cursor.h"
+#include "driver/run.h"
+
+namespace wp {
+
+std::string bytesHere(const Cursor& cur, int32_t n) {
+  const auto& buf = cur.run.rd.packet;
+  if (n <= 0 || cur.pos < 0 || static_cast<size_t>(cur.pos) >= buf.size()) return {};
+  size_t k = std::min(static_cast<size_t>(n), buf.size() - static_cast<size_t>(cur.pos));
+  return std::string(reinterpret_cast<const char*>(cur.ptr()), k);
+}
+
+int32_t gatherText(Cursor& cur, int32_t n, std::string& dst) {
+  dst.clear();
+  int32_t lastPart = 0;
+  while (n > 0) {
+    if (cur.left <= 0) {
+      cur.nextPacket();
+      lastPart = 0;
+      continue;
+    }
+    int32_t k = std::min(n, cur.left);
+    dst += bytesHere(cur, k);
+    cur.advance(k);
+    n -= k;
+    lastPart += k;
+  }
+  return lastPart;
+}
+
+void skipPadAfter(Cursor& cur, int32_t lastPart) {
+  if (!(lastPart & 1)) return;
+  if (cur.left <= 0) cur.nextPacket();
+  cur.advance(1);
+}
+
+}  // namespace wp

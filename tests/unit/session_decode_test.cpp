@@ -1,0 +1,219 @@
+// Session, database and connection messages whose fields straddle packets
+// decode as when they do not, and the connection table follows the
+// connection messages.
+#include <gtest/gtest.h>
+
+#include <cstdio>
+#include <regex>
+#include <string>
+#include <vector>
+
+#include "driver/run.h"
+#include "harness.h"
+#include "messages/dispatch.h"
+
+namespace wp {
+namespace {
+
+std::string decodeAll(test::Harness& h) {
+  EXPECT_TRUE(h.header());
+  try {
+    while (h.next() == 0) printpacket(h.run());
+  } catch (const Exit& e) {
+    ADD_FAILURE() << "exit " << e.status;
+  }
+  return h.listing();
+}
+
+// The listing without its packet headers. A header may fall inside a line
+// whose value came from the next packet; the line is joined again.
+std::string messageLines(const std::string& listing) {
+  static const std::regex header("\n(C->S|S->C) \\([0-9]+\\)[^\n]*\n");
+  return std::regex_replace(listing, header, "");
+}
+
+std::string hexItems(const std::vector<uint8_t>& b, size_t from, size_t to) {
+  std::string s = "hex";
+  for (size_t i = from; i < to; ++i) {
+    char x[4];
+    snprintf(x, sizeof x, " %02x", b[i]);
+    s += x;
+  }
+  return s;
+}
+
+struct Split {
+  const char* name;
+  const char* before;  // records ahead of the message (requests)
+  const char* type;    // message type
+  std::vector<uint8_t> body;
+};
+
+TEST(SessionDecode, FieldsAcrossPacketsDecodeAsInOnePacket) {
+  const Split cases[] = {
+      {"uuid",
+       "CS 1 { msg SQ_UUID }\n",
+       "SQ_UUID",
+       {0x87, 0x65, 0x43, 0x21, 0xfe, 0xdc, 0x11, 0xd0, 0x80, 0x7f, 0xff, 0, 1, 0x7f, 0x80, 0xfe}},
+      {"info",
+       "",
+       "SQ_INFO",
+       {0, 1, 0,   8,   0,   0,   0, 1, 0xff, 0xff, 0xff, 0xfe,          // two attribute words
+        0, 6, 0,   16,  0,   3,   0, 4, 0,    3,    'A',  'B',  'C', 0,  // ENV, odd name
+        0, 4, 'a', 'b', 'c', 'd', 0, 2, 'N',  'M',  0,    1,    'v', 0, 0, 0,  // two pairs, end
+        0, 0}},
+      {"dblist",
+       "CS 1 { msg SQ_DBLIST }\n",
+       "SQ_DBLIST",
+       {0, 5, 's', 't', 'o', 'r', 'e', 0, 0, 2, 'd', 'b', 0, 0}},
+      {"version",
+       "CS 1 { msg SQ_VERSION }\n",
+       "SQ_VERSION",
+       {0, 7, '9', '.', '4', '0', '.', 'U', 'C', 0, 0, 0x50, 0, 1}},  // then SQ_NLS 1
+      {"protocols", "", "SQ_PROTOCOLS", {0, 5, 0xff, 0x05, 0x80, 0x00, 0x7f, 0, 0, 0x50, 0, 9}},
+      {"connect",
+       "",
+       "SQ_CONNECT",
+       {0, 0, 0, 3, 's', 'r', 'v', 0, 0, 6, 'c', 'o', 'n', 'n', '_', '1'}},
+      {"savepoint", "", "SQ_SQLISETSVPT", {0, 5, 's', 'a', 'v', 'e', '1', 0}},
+      {"dbopen", "", "SQ_DBOPEN", {0, 4, 'd', 'b', '_', '1', 0, 1}},
+  };
+  for (const Split& c : cases) {
+    SCOPED_TRACE(c.name);
+    std::string whole = std::string(c.before) + "SC 5 { msg " + c.type + " " +
+                        hexItems(c.body, 0, c.body.size()) + " }\n";
+    test::Harness one(whole);
+    std::string expected = messageLines(decodeAll(one));
+    ASSERT_NE(expected.find('\t'), std::string::npos);
+    // Packets of even length only: the first one holds the 2-byte type.
+    for (size_t at = 2; at < c.body.size(); at += 2) {
+      SCOPED_TRACE(at);
+      std::string split = std::string(c.before) + "SC 5 { msg " + c.type + " " +
+                          hexItems(c.body, 0, at) + " }\nSC 6 { " +
+                          hexItems(c.body, at, c.body.size()) + " }\n";
+      test::Harness two(split);
+      EXPECT_EQ(messageLines(decodeAll(two)), expected);
+    }
+  }
+}
+
+TEST(SessionDecode, ConnectCopiesTheThreadAndItsStatement) {
+  test::Harness h("MT \"0x44\"\nCS 1 { msg SQ_CONNECT short 0 short 0 str \"c1\" }\n");
+  ASSERT_TRUE(h.header());
+  ASSERT_EQ(h.next(), 0);
+  h.run().thr.cur->stmtid = 77;
+  printpacket(h.run());
+  Threads& t = h.run().thr;
+  EXPECT_EQ(t.cur, &t.tab[1]);
+  EXPECT_EQ(t.tab[1].inuse, 1);
+  EXPECT_EQ(t.tab[1].index, 1);
+  EXPECT_EQ(t.tab[1].key, 0x44);
+  EXPECT_EQ(t.tab[1].stmtid, 77);
+  EXPECT_EQ(t.tab[1].active, 1);
+  EXPECT_STREQ(t.tab[1].name, "c1");
+  EXPECT_EQ(t.tab[0].active, 0);
+  EXPECT_EQ(t.plast, &t.tab[0]);
+}
+
+TEST(SessionDecode, LongConnectionNamesKeep255Bytes) {
+  std::string name(300, 'n');
+  name[254] = 'x';
+  name[255] = 'y';
+  std::string other = name.substr(0, 255) + "zzz";  // differs only past 255
+  test::Harness h("CS 1 { msg SQ_CONNECT short 0 short 0 str \"" + name +
+                  "\" msg SQ_CONNECT short 1 short 0 short 0 }\n"
+                  "CS 2 { msg SQ_SETCONN short 0 short 0 str \"" +
+                  other + "\" }\n");
+  std::string out = decodeAll(h);
+  Threads& t = h.run().thr;
+  EXPECT_EQ(std::string(t.tab[1].name), name.substr(0, 255));
+  EXPECT_EQ(t.tab[1].name[255], '\0');
+  EXPECT_EQ(t.cur, &t.tab[1]);
+  // The whole wire name is still listed.
+  EXPECT_NE(out.find("\"" + name + "\" [300]"), std::string::npos);
+}
+
+TEST(SessionDecode, NameAcrossPacketsIsTheKey) {
+  test::Harness h(
+      "CS 1 { msg SQ_CONNECT short 0 short 0 short 6 text \"ab\" }\n"
+      "CS 2 { text \"cdef\" }\n"
+      "CS 3 { msg SQ_CONNECT short 0 short 0 str \"q\" }\n"
+      "CS 4 { msg SQ_SETCONN short 0 short 0 str \"abcde\" }\n");
+  decodeAll(h);
+  Threads& t = h.run().thr;
+  EXPECT_STREQ(t.tab[1].name, "abcdef");
+  EXPECT_EQ(t.cur, &t.tab[1]);
+  EXPECT_EQ(t.tab[2].active, 0);
+}
+
+TEST(SessionDecode, DisconnectsClearWholeEntries) {
+  struct {
+    const char* name;
+    const char* ops;
+    int cur;           // entry in use afterwards
+    const char* used;  // used flags of entries 0..4
+  } rows[] = {
+      {"current after connect",
+       "msg SQ_CONNECT short 0 short 0 str \"a\" "
+       "msg SQ_DISCONNECT short 3 short 0 short 0",
+       0, "10000"},
+      {"current without a previous entry", "msg SQ_DISCONNECT short 3 short 0 short 0", 0, "00000"},
+      {"default is the unnamed entry",
+       "msg SQ_CONNECT short 0 short 0 str \"a\" "
+       "msg SQ_DISCONNECT short 1 short 0 short 0",
+       0, "01000"},
+      {"named by prefix",
+       "msg SQ_CONNECT short 0 short 0 str \"abc\" "
+       "msg SQ_CONNECT short 0 short 0 str \"abd\" "
+       "msg SQ_DISCONNECT short 0 short 0 str \"ab\"",
+       2, "10100"},
+      {"all of the thread",
+       "msg SQ_CONNECT short 0 short 0 str \"a\" "
+       "msg SQ_CONNECT short 0 short 0 str \"b\" "
+       "msg SQ_DISCONNECT short 2 short 0 short 0",
+       2, "00000"},
+      {"no match changes nothing",
+       "msg SQ_CONNECT short 0 short 0 str \"a\" "
+       "msg SQ_DISCONNECT short 0 short 0 str \"b\" "
+       "msg SQ_DISCONNECT short 9 short 0 short 0",
+       1, "11000"},
+      {"connect current or all changes nothing",
+       "msg SQ_CONNECT short 3 short 0 short 0 msg SQ_CONNECT short 2 short 0 short 0", 0, "10000"},
+  };
+  for (auto& r : rows) {
+    SCOPED_TRACE(r.name);
+    test::Harness h(std::string("CS 1 { ") + r.ops + " }\n");
+    decodeAll(h);
+    Threads& t = h.run().thr;
+    std::string used;
+    for (int i = 0; i < 5; ++i) used += t.tab[i].inuse ? '1' : '0';
+    EXPECT_EQ(used, r.used);
+    EXPECT_EQ(t.cur - t.tab, r.cur);
+    for (int i = 0; i < 5; ++i)
+      if (!t.tab[i].inuse) {
+        EXPECT_EQ(t.tab[i].name[0], '\0');
+        EXPECT_EQ(t.tab[i].key, 0);
+        EXPECT_EQ(t.tab[i].active, 0);
+      }
+  }
+}
+
+TEST(SessionDecode, OtherThreadsAreNotTouched) {
+  test::Harness h(
+      "MT \"1\"\nCS 1 { msg SQ_CONNECT short 0 short 0 str \"a\" }\n"
+      "MT \"2\"\nCS 2 { msg SQ_CONNECT short 0 short 0 str \"a\" }\n"
+      "MT \"1\"\nCS 3 { msg SQ_DISCONNECT short 2 short 0 short 0 }\n"
+      "MT \"2\"\nCS 4 { msg SQ_SETCONN short 0 short 0 str \"a\" }\n");
+  decodeAll(h);
+  Threads& t = h.run().thr;
+  // Thread 1 had entries 0 and 1; thread 2 entries 2 and 3.
+  EXPECT_EQ(t.tab[0].inuse + t.tab[1].inuse, 0);
+  EXPECT_EQ(t.tab[2].inuse, 1);
+  EXPECT_EQ(t.tab[3].inuse, 1);
+  EXPECT_EQ(t.cur, &t.tab[3]);
+  EXPECT_EQ(t.tab[3].active, 1);
+  EXPECT_EQ(t.tab[2].active, 0);
+}
+
+}  // namespace
+}  // namespace wp
