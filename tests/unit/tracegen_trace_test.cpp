@@ -12,6 +12,7 @@
 #include <vector>
 
 #include "driver/run.h"
+#include "stats/stmtstats.h"
 #include "tracegen.h"
 
 namespace {
@@ -309,6 +310,53 @@ TEST(TracegenTrace, ProgramListsEveryRecordInOrder) {
       got.push_back(head);
   }
   EXPECT_EQ(got, want);
+}
+
+// Counts of lines that begin with `prefix`, and the sum of the numbers that
+// follow it on those lines.
+struct Tally {
+  uint64_t lines = 0;
+  uint64_t sum = 0;
+};
+Tally tally(const std::string& text, const std::string& prefix) {
+  Tally t;
+  size_t at = 0;
+  while ((at = text.find(prefix, at)) != std::string::npos) {
+    if (at == 0 || text[at - 1] == '\n') {
+      ++t.lines;
+      t.sum += strtoull(text.c_str() + at + prefix.size(), nullptr, 10);
+    }
+    at += prefix.size();
+  }
+  return t;
+}
+
+// The decoders walk every generated message in step: no error line, and the
+// rows, puts, binds and errors the generator wrote are the ones listed.
+TEST(TracegenTrace, EveryMessageDecodesInStep) {
+  for (Session s : {Session::InternalVersion, Session::Protocols}) {
+    for (int maxPacket : {32000, 300}) {
+      Config cfg = small(s, 77);
+      cfg.maxPacket = maxPacket;
+      tracegen::Stats st;
+      auto bytes = generate(cfg, &st);
+      for (auto args : std::vector<std::vector<std::string>>{
+               {}, {"-tuple"}, {"-summary", "-stmt_stat", "-per_thread"}, {"-min", "-tuple"}}) {
+        std::string what = std::to_string(maxPacket) + (args.empty() ? "" : " " + args[0]);
+        Listing l = runWireprint(bytes, args);
+        EXPECT_EQ(l.status, 0) << what;
+        EXPECT_EQ(l.err, "") << what;
+        EXPECT_EQ(tally(l.out, "ERROR:").lines, 0u) << what;
+        EXPECT_EQ(tally(l.out, "\tSQ_TUPLE\n").lines, st.tuples) << what;
+        EXPECT_EQ(tally(l.out, "\tSQ_PUT\n").lines, st.puts) << what;
+        EXPECT_EQ(tally(l.out, "\tSQ_BIND\n").lines, st.binds) << what;
+        EXPECT_EQ(tally(l.out, "\tSQ_ERR\n").lines, st.errors) << what;
+        if (args.empty()) {
+          EXPECT_EQ(tally(l.out, "\t\tTuple length: ").sum, st.tupleBytes) << what;
+        }
+      }
+    }
+  }
 }
 
 }  // namespace

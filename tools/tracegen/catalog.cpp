@@ -77,6 +77,7 @@ Catalog::Catalog(uint64_t seed, int statements) {
     Statement& s = stmts_[k];
     s.table = k / 4;
     s.upper = r.chance(0.3);
+    s.nameFilter = r.chance(0.5);
     int ncols = static_cast<int>(tables_[s.table].cols.size());
     switch (k % 4) {
       case 0: {  // some columns by key, the key bound
@@ -143,7 +144,7 @@ std::string Catalog::text(int k, Rng& rng) const {
       q += kw(up, " from ", " FROM ") + t.name + kw(up, " where id > ", " WHERE id > ");
       q += std::to_string(rng.range(0, 99999));
       q += kw(up, " and id < ", " AND id < ") + std::to_string(rng.range(100000, 999999));
-      if (rng.chance(0.5)) q += kw(up, " and name <> '", " AND name <> '") + word() + "'";
+      if (s.nameFilter) q += kw(up, " and name <> '", " AND name <> '") + word() + "'";
       q += kw(up, " order by id", " ORDER BY id");
       break;
     case Kind::Insert:

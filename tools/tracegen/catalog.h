@@ -61,6 +61,7 @@ struct Statement {
   std::vector<int> cols;    // selected or inserted columns (indexes into the table)
   std::vector<int> params;  // bound columns, in placeholder order
   bool upper;               // keywords written in upper case
+  bool nameFilter;          // a literal SelectLiteral also filters on name
 };
 
 class Catalog {

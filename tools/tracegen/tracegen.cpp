@@ -212,7 +212,7 @@ class Generator {
       start = at;
     };
     for (const Piece& p : s.pieces) {
-      stats_.messages++;
+      count(p);
       if (p.end - start <= max) continue;
       if (p.begin > start) cut(p.begin);
       while (p.end - start > max && p.dataEnd > p.dataBegin) {
@@ -224,6 +224,28 @@ class Generator {
       }
     }
     if (start < s.b.size()) cut(s.b.size());
+  }
+
+  // What the trace holds, counted as it is written.
+  void count(const Piece& p) {
+    ++stats_.messages;
+    switch (p.type) {
+      case SQ_TUPLE:
+        ++stats_.tuples;
+        stats_.tupleBytes += p.dataEnd - p.dataBegin;
+        break;
+      case SQ_PUT:
+        ++stats_.puts;
+        break;
+      case SQ_BIND:
+        ++stats_.binds;
+        break;
+      case SQ_ERR:
+        ++stats_.errors;
+        break;
+      default:
+        break;
+    }
   }
 
   void exchange(const Exchange& ex) {
@@ -457,8 +479,6 @@ class Generator {
     pv().has(kNewDescribe) ? s.put32(lenAt, static_cast<int64_t>(len))
                            : s.put16(lenAt, static_cast<int>(len));
     s.end();
-    ++stats_.tuples;
-    stats_.tupleBytes += len;
   }
 
   void put(Stream& s, const Statement& st, int rows) {
@@ -473,7 +493,6 @@ class Generator {
     }
     s.dataStop();
     s.end();
-    ++stats_.puts;
   }
 
   // The extended types among the bound columns, described before the values.
@@ -582,7 +601,6 @@ class Generator {
       extendedTypes(s, cols);
     for (const ColumnDef* c : cols) value(s, *c);
     s.end();
-    ++stats_.binds;
   }
 
   void nfetch(Stream& s, int buffer) {
@@ -617,7 +635,6 @@ class Generator {
       s.padOdd(mi.size());
     }
     s.end();
-    ++stats_.errors;
   }
 
   void insertDone(Stream& s) {
@@ -890,10 +907,12 @@ Stats generate(const Config& cfg, Sink& out) {
   return g.run();
 }
 
-std::string statementText(const Config& cfg, int k, uint64_t literalSeed) {
+std::vector<std::string> statementTexts(const Config& cfg, uint64_t literalSeed) {
   Catalog cat(cfg.seed, cfg.statements);
   Rng rng(literalSeed);
-  return cat.text(k, rng);
+  std::vector<std::string> texts;
+  for (int k = 0; k < cat.size(); ++k) texts.push_back(cat.text(k, rng));
+  return texts;
 }
 
 }  // namespace tracegen

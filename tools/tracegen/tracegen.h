@@ -47,7 +47,7 @@ struct Stats {
   uint64_t binds = 0;
   uint64_t errors = 0;
   uint64_t continuations = 0;  // packets that begin inside a message's data
-  int statementsUsed = 0;      // distinct statements that appeared
+  int statementsUsed = 0;      // distinct statements operations were given
 };
 
 class Sink {
@@ -83,8 +83,8 @@ std::string check(const Config& cfg);
 // Writes the whole trace to the sink.
 Stats generate(const Config& cfg, Sink& out);
 
-// A SQL text of statement k with fresh literals (for tests: the same k gives
-// texts that differ only in their literals).
-std::string statementText(const Config& cfg, int k, uint64_t literalSeed);
+// The SQL text of every statement, literals drawn from literalSeed: two
+// seeds give texts of each statement that differ only in their literals.
+std::vector<std::string> statementTexts(const Config& cfg, uint64_t literalSeed);
 
 }  // namespace tracegen

@@ -59,6 +59,7 @@ enum CapBit : int {
 // A message's place in a stream; [dataBegin, dataEnd) is row data that a
 // packet may end inside of (dataEnd == 0: the message is never cut).
 struct Piece {
+  int type;
   size_t begin, end, dataBegin, dataEnd;
 };
 
@@ -109,6 +110,7 @@ class Stream {
 
   // A message: its type, then its fields; end() pads it to an even length.
   void msg(int type) {
+    type_ = type;
     start_ = b.size();
     dataBegin_ = dataEnd_ = 0;
     s16(type);
@@ -117,7 +119,7 @@ class Stream {
   void dataStop() { dataEnd_ = b.size(); }
   void end() {
     if ((b.size() - start_) & 1) b.push_back(0);
-    pieces.push_back({start_, b.size(), dataBegin_, dataEnd_});
+    pieces.push_back({type_, start_, b.size(), dataBegin_, dataEnd_});
   }
   // A message without a body.
   void bare(int type) {
@@ -126,6 +128,7 @@ class Stream {
   }
 
  private:
+  int type_ = 0;
   size_t start_ = 0, dataBegin_ = 0, dataEnd_ = 0;
 };
 
