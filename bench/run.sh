@@ -4,15 +4,15 @@
 #   bench/run.sh [--size 1G] [--runs 1] [--syscall-size 16M] [--statements 100000]
 #                [--dir DIR] [--build DIR | --bin DIR] [--keep]
 #
-# Builds wireprint and tracegen (Release, in --build, default build-bench; or
+# Builds wireprint and tracegen (optimised, in --build, default build-bench; or
 # takes them as built in --bin),
 # generates seeded traces in --dir (default ${TMPDIR:-/tmp}/wireprint-bench),
 # then on the same traces:
 #   - times wireprint (default, -tuple, -summary -stmt_stat, line-flushed) and
 #     xxd on the --size trace: input MB/s, output MB/s, lines/s, peak memory,
 #     and the ratios between them;
-#   - times the default listing on traces of 1/16, 1/4 and 1 times --size and
-#     compares the times with 1:4:16;
+#   - times the default listing on traces of 1/16, 1/4 and 1 times --size (in
+#     turns, best of at least 3) and compares the times with 1:4:16;
 #   - counts write system calls, buffered and line-flushed, on a --syscall-size
 #     trace, and checks that standard output and standard error are
 #     byte-identical both ways (also with WIREPRINTDBG=1 on a small trace);
@@ -60,8 +60,10 @@ bytes_of() {  # 64M -> 67108864
 
 if [ -z "$bin" ]; then
   echo "== build ($build)"
-  cmake -S . -B "$build" -G Ninja -DCMAKE_BUILD_TYPE=Release -DWIREPRINT_TESTS=OFF >/dev/null
-  ninja -C "$build" wireprint tracegen >/dev/null
+  # The project's own optimised build type (-O2 -g).
+  cmake -S . -B "$build" -G Ninja -DCMAKE_BUILD_TYPE=RelWithDebInfo -DWIREPRINT_TESTS=OFF \
+    >"$dir/build.log" && ninja -C "$build" wireprint tracegen >>"$dir/build.log" ||
+    { cat "$dir/build.log" >&2; exit 1; }
   bin=$build
 fi
 wp="$bin/wireprint"
@@ -83,22 +85,28 @@ trace() {  # name size [tracegen options...]
 
 now() { date +%s.%N; }
 
-# Best wall time of `runs` runs of a command with stdout to /dev/null, and
-# the peak resident size of that run: sets T (seconds) and M (kB).
+# One run of a command with stdout to /dev/null: sets T (wall seconds), C (CPU
+# seconds, user and system) and M (peak resident kB).
+timeonce() {
+  local t0 t1
+  t0=$(now)
+  /usr/bin/time -f "%U %S %M" -o "$dir/time.out" "$@" >/dev/null 2>"$dir/time.err"
+  t1=$(now)
+  T=$(awk -v a="$t0" -v b="$t1" 'BEGIN { printf "%.3f", b - a }')
+  read -r u s M < <(tail -1 "$dir/time.out")
+  C=$(awk -v u="$u" -v s="$s" 'BEGIN { printf "%.2f", u + s }')
+}
+
+less() { awk -v a="$1" -v b="$2" 'BEGIN { exit !(a < b) }'; }
+
+# The best (by wall time) of `runs` runs: sets T, C and M as timeonce.
 timeit() {
-  local best="" mem="" t0 t1 dt
+  local bt="" bc="" bm=""
   for ((r = 0; r < runs; r++)); do
-    t0=$(now)
-    /usr/bin/time -f "%M" -o "$dir/time.out" "$@" >/dev/null 2>"$dir/time.err"
-    t1=$(now)
-    dt=$(awk -v a="$t0" -v b="$t1" 'BEGIN { printf "%.3f", b - a }')
-    if [ -z "$best" ] || awk -v a="$dt" -v b="$best" 'BEGIN { exit !(a < b) }'; then
-      best=$dt
-      mem=$(tail -1 "$dir/time.out")
-    fi
+    timeonce "$@"
+    if [ -z "$bt" ] || less "$T" "$bt"; then bt=$T bc=$C bm=$M; fi
   done
-  T=$best
-  M=$mem
+  T=$bt C=$bc M=$bm
 }
 
 # Bytes and lines a command writes to standard output.
@@ -121,7 +129,8 @@ echo "$big: $insize bytes"
 
 echo
 echo "== throughput on $(basename "$big") ($(mbps "$insize" 1) MB), best of $runs"
-printf '%-28s %9s %10s %11s %13s %10s\n' mode seconds "in MB/s" "out MB/s" "lines/s" "peak kB"
+printf '%-28s %8s %8s %9s %9s %12s %9s\n' mode seconds "cpu s" "in MB/s" "out MB/s" \
+  "lines/s" "peak kB"
 declare -A SEC OUT LIN MEM
 measure() {  # label, then the command
   local label=$1
@@ -133,7 +142,7 @@ measure() {  # label, then the command
   MEM[$label]=$M
   LIN[$label]=${c% *}
   OUT[$label]=${c#* }
-  printf '%-28s %9s %10s %11s %13s %10s\n' "$label" "$T" "$(mbps "$insize" "$T")" \
+  printf '%-28s %8s %8s %9s %9s %12s %9s\n' "$label" "$T" "$C" "$(mbps "$insize" "$T")" \
     "$(mbps "${OUT[$label]}" "$T")" "$(rate "${LIN[$label]}" "$T")" "$M"
 }
 measure "wireprint" "$wp" "$big"
@@ -151,21 +160,30 @@ echo "-summary -stmt_stat / wireprint: $(ratio "${SEC[wireprint]}" "${SEC[wirepr
 echo "buffered / line-flushed        : $(ratio "${SEC[wireprint (line-flushed)]}" "${SEC[wireprint]}")"
 
 echo
-echo "== scaling (default listing), best of $runs"
+# The three sizes take turns, so that a change in the machine's load touches
+# them alike; each keeps its best run.
+srun=$((runs > 3 ? runs : 3))
+echo "== scaling (default listing), best of $srun, sizes in turn"
 b=$(bytes_of "$size")
 s1=$(trace scale1 $((b / 16)) --seed 1)
 s4=$(trace scale4 $((b / 4)) --seed 1)
-timeit "$wp" "$s1"
-t1=$T
-timeit "$wp" "$s4"
-t4=$T
-t16=${SEC[wireprint]}
-printf '%-10s %12s %9s %8s %10s\n' size bytes seconds "x time" "deviation"
-for pair in "1:$s1:$t1" "4:$s4:$t4" "16:$big:$t16"; do
-  IFS=: read -r k f t <<<"$pair"
-  x=$(ratio "$t" "$t1")
+declare -A BT BC
+for ((r = 0; r < srun; r++)); do
+  for f in "$s1" "$s4" "$big"; do
+    timeonce "$wp" "$f"
+    if [ -z "${BT[$f]:-}" ] || less "$T" "${BT[$f]}"; then BT[$f]=$T BC[$f]=$C; fi
+  done
+done
+printf '%-6s %12s %9s %8s %10s %8s %8s %10s\n' size bytes seconds "x time" deviation \
+  "cpu s" "x cpu" deviation
+for pair in "1:$s1" "4:$s4" "16:$big"; do
+  IFS=: read -r k f <<<"$pair"
+  x=$(ratio "${BT[$f]}" "${BT[$s1]}")
+  xc=$(ratio "${BC[$f]}" "${BC[$s1]}")
   dev=$(awk -v x="$x" -v k="$k" 'BEGIN { printf "%+.1f%%", (x / k - 1) * 100 }')
-  printf '%-10s %12s %9s %8s %10s\n' "${k}x" "$(stat -c %s "$f")" "$t" "$x" "$dev"
+  devc=$(awk -v x="$xc" -v k="$k" 'BEGIN { printf "%+.1f%%", (x / k - 1) * 100 }')
+  printf '%-6s %12s %9s %8s %10s %8s %8s %10s\n' "${k}x" "$(stat -c %s "$f")" "${BT[$f]}" "$x" \
+    "$dev" "${BC[$f]}" "$xc" "$devc"
 done
 
 echo
@@ -210,7 +228,7 @@ echo "== statement statistics, $statements distinct statements"
 st=$(trace statements 0 --ops "$statements" --statements "$statements" --new-ratio 1 --rows 2 --seed 4)
 timeit "$wp" -summary -stmt_stat "$st"
 groups=$("$wp" -summary -stmt_stat "$st" | grep -c '^SQL: ' || true)
-echo "$(stat -c %s "$st") bytes, $groups statement groups: $T s, peak $M kB"
+echo "$(stat -c %s "$st") bytes, $groups statement groups: $T s (cpu $C s), peak $M kB"
 
 if [ "$keep" = 0 ]; then
   rm -f "$dir"/out.* "$dir"/err.* "$dir"/dout.* "$dir"/derr.* "$dir"/time.* "$dir"/strace.out
