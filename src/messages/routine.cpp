@@ -25,10 +25,10 @@ const char* boolText(int16_t v) {
   return v == 1 ? "TRUE" : "FALSE";
 }
 
-// The request/reply toggle of the message being decoded: 0 while the next
-// one is a request.
-int32_t& toggle(Run& run) {
-  return run.dec.direction[run.dec.msgtype];
+// Request/reply pairs: whether this message is the reply; the next one of
+// its type is the other half.
+bool isReply(Run& run) {
+  return run.dec.toggle(run.dec.msgtype);
 }
 
 // A short length and its text.
@@ -109,7 +109,7 @@ void decodeRetType(Run& run, Cursor& cur) {
 void decodeGetRoutine(Run& run, Cursor& cur) {
   Output& o = run.out;
   bool show = !run.opt.min;
-  if (toggle(run) == 0) {
+  if (!isReply(run)) {
     int32_t len = run.caps.protocolver.has(7, 0x02) ? cur.i32() : cur.u16();
     printstring(cur, len, "\t\tSignature..:", 0);
     int16_t fparam = cur.i16();
@@ -118,11 +118,9 @@ void decodeGetRoutine(Run& run, Cursor& cur) {
       int16_t procinfo = cur.i16();
       if (show) o.printf("\t\tSend proc info: %s\n", boolText(procinfo));
     }
-    toggle(run) = 1;
   } else {
     int32_t handle = cur.i32();
     if (show) o.printf("\t\tRoutine handle: %d [%#x]\n", handle, handle);
-    toggle(run) = 0;
   }
 }
 
@@ -204,11 +202,10 @@ void decodeFpProcInfo(Run& run, Cursor& cur) {
 
 void decodeGetHierarchy(Run& run, Cursor& cur) {
   bool show = !run.opt.min;
-  if (toggle(run) == 0) {
+  if (!isReply(run)) {
     str(cur, "\t\tDatabase.....:");
     str(cur, "\t\tOwner........:");
     str(cur, "\t\tTable........:");
-    toggle(run) = 1;
     return;
   }
   int16_t n = cur.i16();
@@ -220,7 +217,6 @@ void decodeGetHierarchy(Run& run, Cursor& cur) {
     str(cur, "\t\tParent Owner.:");
     str(cur, "\t\tParent Name..:");
   }
-  toggle(run) = 0;
 }
 
 void decodeDrainMem(Run& run, Cursor& cur) {
@@ -236,15 +232,13 @@ void decodeDrainMem(Run& run, Cursor& cur) {
 }
 
 void decodeRemUtype(Run& run, Cursor& cur) {
-  if (toggle(run) == 0) {
+  if (!isReply(run)) {
     str(cur, "\t\tDatabase:");
     str(cur, "\t\tUser....:");
-    toggle(run) = 1;
     return;
   }
   char utype = static_cast<char>(cur.u16() & 0xff);
   if (!run.opt.min) run.out.printf("\t\tUtype: %c\n", utype);
-  toggle(run) = 0;
 }
 
 namespace {

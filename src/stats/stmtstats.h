@@ -68,8 +68,9 @@ void dbg_stmt(Run& run);
 // where said.
 // A statement text arrived (COMMAND, PREPARE, DPREPARE, SGKPREPARE): a
 // provisional id (packet number + 1000000) becomes the thread's current id and
-// the statement is created from the text (converted text when conversion
-// yielded one).
+// the statement is created from the text: the decoder passes the converted
+// text when conversion yielded one, else the raw text; SGKPREPARE, which has
+// no text, passes an empty one.
 void statementText(Run& run, const char* text, int32_t len);
 // The server named the current statement (SQ_ID; SQ_DESCRIBE with retire set
 // also closes an older statement holding the id). A provisional id is handed

@@ -37,7 +37,9 @@ struct Timing {
   double c_to_s_fl = 0, s_to_c_fl = 0, client_time_fl = 0, server_time_fl = 0;
 };
 
-// Records one decoded message of the current packet.
+// Records one decoded message of the current packet. The dispatcher calls it
+// after every message; with "-stmt_stat" the PUT and VPUT decoders call it
+// once more for each row after the first, so that every row counts.
 void store_prev(Run& run, int32_t type, int32_t thread, int32_t stmtid);
 // At a data-carrying packet after the first: shares the time since the
 // previous packet among the messages recorded for it.

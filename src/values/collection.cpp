@@ -149,8 +149,7 @@ bool printcollection(Cursor& cur) {
   }
   // A fetched row is described by the first type; a value sent to the server
   // by the second when there is one.
-  int16_t msgtype = run.dec.msgtype;
-  bool fetched = msgtype >= 0 && msgtype < kNumTypes && run.dec.direction[msgtype] != 0;
+  bool fetched = run.dec.isReply(run.dec.msgtype);
   const CollectionType& t = c.types[!fetched && c.ntypes > 1 ? 1 : 0];
   if (!run.opt.min) {
     run.out.printf("\t\t\tHandle.....: %hd\n", c.handle);

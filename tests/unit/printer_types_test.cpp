@@ -111,7 +111,7 @@ TEST(PrinterCollection, SecondTypeUnlessFetched) {
 
   Printed fetched = print(values, 1, [](wp::Run& run) {
     run.dec.msgtype = 14;
-    run.dec.direction[14] = 1;
+    run.dec.setReply(14, true);
   });
   EXPECT_EQ(fetched.listing, setHead(total) + fixed + kFirstLines + kDataDump);
   EXPECT_EQ(fetched.next, kMarker);

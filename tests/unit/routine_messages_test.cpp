@@ -73,7 +73,7 @@ TEST(RoutineFparam, LengthPrecisionScale) {
       "short 1 byte 1 short 1 long 9 long 2 short 5 short 0 }\n",
       [](wp::Run& run) {
         run.caps.protocolver.b[0] = 0x10;
-        run.dec.direction[101] = 1;  // a lookup is under way
+        run.dec.setReply(101, true);  // a lookup is under way
       });
   EXPECT_EQ(d.listing,
             "\tSQ_GETROUTINE\n\t\tRoutine handle: 1 [0x1]\n\tSQ_FPARAM\n\t\tFunc State: 1\n"
@@ -85,20 +85,6 @@ TEST(RoutineFparam, LengthPrecisionScale) {
             "\t\t# Params...: 1\n\t\t    1) Null....: TRUE\n\t\t\tType ...SMALLINT; NULLABLE\n"
             "\t\t\tExtended: 9 [0x9]\n\t\t\tLength..: 2 [0x2]\n\t\t\tPrec....: 5 [0x5]\n"
             "\t\t\tScale...: 0 [0]\n");
-}
-
-// An FPARAM opening its own packet is no lookup reply, even after one.
-TEST(RoutineFparam, AloneAfterALookupPacket) {
-  Decoded d = decode(
-      "CS { msg SQ_GETROUTINE short 2 text \"f1\" short 1 }\n"
-      "SC { msg SQ_GETROUTINE long 5 }\n"
-      "SC { msg SQ_FPARAM int8 255 long 1 text \"N\" msg SQ_RELEASE }\n",
-      [](wp::Run&) {});
-  EXPECT_NE(d.listing.find("\tSQ_FPARAM\n\t\tFunc State: ff\n\t\tRequest....: 1 [0x1]\n"
-                           "\t\tIs Done....: N\n\tSQ_RELEASE\n"),
-            std::string::npos)
-      << d.listing;
-  EXPECT_EQ(d.stdoutText, "");
 }
 
 // Input fields: extended attributes come with byte 6 mask 0x08; with mask
@@ -183,6 +169,22 @@ TEST(RoutineVput, TupleDumpUnderMinKeepsTheDumps) {
   std::string rule(80, '=');
   EXPECT_EQ(d.listing, "\tSQ_VPUT\n" + rule + "\nHEX DUMP:\n       0:  68 69" +
                            std::string(15 * 3, ' ') + "\thi\n" + rule + "\n\tSQ_RELEASE\n");
+}
+
+// With statement statistics each row after the first counts as one more
+// message of the packet; without them a put counts once.
+TEST(RoutineVput, EachRowCountsWithStatementStatistics) {
+  for (int stmtstats : {0, 1}) {
+    Harness h("CS { msg SQ_VPUT short 3 long 1 long 1 long 1 zeros 6 }\n");
+    ASSERT_TRUE(h.header());
+    h.run().opt.stmtstats = stmtstats;
+    ASSERT_EQ(h.next(), 0);
+    printpacket(h.run());
+    const Timing& t = h.run().timing;
+    ASSERT_EQ(t.g_inopr, 1);
+    EXPECT_EQ(t.g_prevs[0].type, 133);
+    EXPECT_EQ(t.g_prevs[0].count, stmtstats ? 3 : 1);
+  }
 }
 
 }  // namespace

@@ -128,21 +128,16 @@ TEST(StatementHooks, ServerIdTakesOverTheStatementAndThePendingMessages) {
   chargePrevious(run, 2.0);
   EXPECT_EQ(run.stmts.list[0].messages, 1);
   EXPECT_DOUBLE_EQ(run.stmts.list[0].total, 2.0);
-}
 
-TEST(StatementHooks, ServerIdBecomesCurrentAlsoWithoutAProvisionalId) {
-  StmtRun r;
-  wp::Run& run = r.run;
-  new_stmt(run, 0, "select 1", 999999, 8);
-  run.thr.cur->stmtid = 999999;
-  serverStatementId(run, 3, true);
-  EXPECT_EQ(run.thr.cur->stmtid, 3);
-  EXPECT_EQ(r.idOf(0), 999999);  // not provisional: left alone
-
+  // A current id that is not provisional only gives way to the new one, and
+  // so does any id without statistics.
+  serverStatementId(run, 13, false);
+  EXPECT_EQ(r.idOf(0), 12);
+  EXPECT_EQ(run.thr.cur->stmtid, 13);
   run.opt.stmtstats = 0;
-  run.thr.cur->stmtid = 1000001;
-  serverStatementId(run, 4, false);
-  EXPECT_EQ(run.thr.cur->stmtid, 4);
+  run.thr.cur->stmtid = 1000007;
+  serverStatementId(run, 14, false);
+  EXPECT_EQ(run.thr.cur->stmtid, 14);
 }
 
 TEST(StatementHooks, DescribeRetiresAnOlderStatementWithTheServersId) {
@@ -185,74 +180,44 @@ TEST(StatementIds, LookupsGiveTheFirstStatementInListOrder) {
   EXPECT_EQ(r.idOf(0), StmtStats::kClosed);
 }
 
-TEST(StatementCharges, CountsTimesAndEntriesInFirstAppearanceOrder) {
-  StmtRun r;
-  wp::Run& run = r.run;
-  new_stmt(run, 0, "x", 8, 1);
-  stmt_stat(run, 0, 8, kClose, 0, 2, 0.0);
-  stmt_stat(run, 0, 8, kExProc, 0, 3, 0.5);
-  stmt_stat(run, 0, 8, kExProc, 0, 1, 0.125);
-  stmt_stat(run, 0, 8, kExProc, 0, 1, 2.0);
-  stmt_stat(run, 0, 9, kExProc, 0, 1, 100.0);  // no such statement: dropped
-  const StmtStat& s = run.stmts.list[0];
-  EXPECT_EQ(s.messages, 4);
-  EXPECT_DOUBLE_EQ(s.total, 2.625);
-  ASSERT_EQ(s.msgs.size(), 2u);
-  EXPECT_EQ(s.msgs[0].type, kClose);
-  EXPECT_EQ(s.msgs[0].count, 2);
-  EXPECT_EQ(s.msgs[1].count, 5);
-  EXPECT_DOUBLE_EQ(s.msgs[1].total, 2.625);
-  EXPECT_DOUBLE_EQ(s.msgs[1].min, 0.125);
-  EXPECT_DOUBLE_EQ(s.msgs[1].max, 2.0);
-}
-
 const char kHead[] = ">>>>>>>>>>>>>>>>>> STATEMENT STATISTICS <<<<<<<<<<<<<<<<<\n\n";
 const std::string kEq = std::string(77, '=') + "\n";
 const std::string kDash = std::string(66, '-') + "\n";
 const char kCols[] = "Msg          Occured     Total       Avg         Min         Max\n";
 
-TEST(StatementReport, EmptyListPrintsTwoRules) {
-  StmtRun r;
-  EXPECT_EQ(r.report(), kHead + kEq + kEq);
-}
-
-TEST(StatementReport, TextsOf70And71CharactersAndTheFigureColumns) {
+// Ungrouped and per thread: every statement with its thread.
+TEST(StatementReport, TextsOf70And71CharactersAndLongerAndTheFigureColumns) {
   StmtRun r;
   wp::Run& run = r.run;
   run.opt.stmtgroup = 0;
+  run.opt.stmtthread = 1;
   std::string t70 = "select " + std::string(63, 'x');
   std::string t71 = "select " + std::string(64, 'y');
+  std::string t155 = std::string(70, 'a') + std::string(75, 'b') + std::string(10, 'c');
   new_stmt(run, 0, t70.c_str(), 1, 70);
-  new_stmt(run, 0, t71.c_str(), 2, 71);
+  new_stmt(run, 5, t71.c_str(), 2, 71);
+  new_stmt(run, 0, t155.c_str(), 3, 155);
   stmt_stat(run, 0, 1, kExProc, 0, 1, 0.25);
   stmt_stat(run, 0, 1, kExProc, 0, 1, 0.5);
   stmt_stat(run, 0, 1, kRelease, 0, 1, 0.0);
-  stmt_stat(run, 0, 2, kExProc, 0, 2, 0.125);
+  stmt_stat(run, 5, 2, kExProc, 0, 2, 0.125);
   std::string want = kHead + kEq;
   want += "SQL: SELECT " + std::string(63, 'x') + "\n";
-  want += "Overall Messages:     3    Total Time: 0.750000\n";
+  want += "Overall Messages:     3    Total Time: 0.750000    Thread: 0\n";
   want += kCols;
   want += "SQ_EXPROC        2    0.750000     0.375000     0.250000     0.500000\n";
   want += "SQ_RELEASE       1    \n";
   want += kDash;
   want += "SQL: SELECT " + std::string(63, 'y') + "\n";
   want += "y\n";
-  want += "Overall Messages:     1    Total Time: 0.125000\n";
+  want += "Overall Messages:     1    Total Time: 0.125000    Thread: 5\n";
   want += kCols;
   want += "SQ_EXPROC        2    0.125000     0.062500     0.125000     0.125000\n";
-  want += kEq;
-  EXPECT_EQ(r.report(), want);
-}
-
-TEST(StatementReport, LongTextContinuesInLinesOf75) {
-  StmtRun r;
-  std::string text = std::string(70, 'a') + std::string(75, 'b') + std::string(10, 'c');
-  new_stmt(r.run, 0, text.c_str(), 1, static_cast<int32_t>(text.size()));
-  std::string want = kHead + kEq;
+  want += kDash;
   want += "SQL: " + std::string(70, 'a') + "\n";
   want += std::string(75, 'b') + "\n";
   want += std::string(10, 'c') + "\n";
-  want += "Overall Messages:     0    Total Time: 0.000000\n";
+  want += "Overall Messages:     0    Total Time: 0.000000    Thread: 0\n";
   want += kCols;
   want += kEq;
   EXPECT_EQ(r.report(), want);

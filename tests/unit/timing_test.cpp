@@ -15,23 +15,6 @@ using test::Harness;
 
 constexpr int kBegin = 35, kCmmtWork = 19, kRelease = 11, kExProc = 59, kClose = 10;
 
-TEST(StorePrev, OneEntryPerTypeKeepingTheFirstThreadAndStatement) {
-  Harness h("");
-  wp::Run& run = h.run();
-  store_prev(run, kBegin, 1, 7);
-  store_prev(run, kCmmtWork, 2, 8);
-  store_prev(run, kBegin, 3, 9);
-  store_prev(run, kBegin, 4, 10);
-  Timing& t = run.timing;
-  ASSERT_EQ(t.g_inopr, 2);
-  EXPECT_EQ(t.g_prevs[0].type, kBegin);
-  EXPECT_EQ(t.g_prevs[0].count, 3);
-  EXPECT_EQ(t.g_prevs[0].thread, 1);
-  EXPECT_EQ(t.g_prevs[0].stmtid, 7);
-  EXPECT_EQ(t.g_prevs[1].type, kCmmtWork);
-  EXPECT_EQ(t.g_prevs[1].count, 1);
-}
-
 TEST(StorePrev, TypesAbove140AsUnsignedAreIgnored) {
   Harness h("");
   wp::Run& run = h.run();
@@ -56,53 +39,6 @@ TEST(StorePrev, SixtyFourDistinctTypesAtMostFurtherOnesDropped) {
   store_prev(run, 5, 0, 0);
   EXPECT_EQ(run.timing.g_prevs[5].count, 2);
   EXPECT_EQ(run.timing.g_inopr, 64);
-}
-
-TEST(ChargePrevious, TheTimeIsSharedByTimedTypesNotByOccurrences) {
-  Harness h("");
-  wp::Run& run = h.run();
-  MsgStats& cs = run.timing.cs_stats;
-  run.timing.stats_ptr = &cs;
-  store_prev(run, kBegin, 0, 0);
-  store_prev(run, kCmmtWork, 0, 0);
-  store_prev(run, kCmmtWork, 0, 0);
-  store_prev(run, kCmmtWork, 0, 0);
-  store_prev(run, kRelease, 0, 0);  // untimed
-  chargePrevious(run, 3.0);
-  EXPECT_EQ(run.timing.g_inopr, 0);
-  EXPECT_EQ(cs.count[kCmmtWork], 3);
-  EXPECT_DOUBLE_EQ(cs.total[kCmmtWork], 1.5);
-  EXPECT_DOUBLE_EQ(cs.min[kCmmtWork], 1.5);
-  EXPECT_DOUBLE_EQ(cs.max[kCmmtWork], 1.5);
-  EXPECT_DOUBLE_EQ(cs.total[kBegin], 1.5);
-  EXPECT_EQ(cs.count[kRelease], 1);
-  EXPECT_DOUBLE_EQ(cs.total[kRelease], 0.0);
-  EXPECT_DOUBLE_EQ(cs.min[kRelease], 10000000.0);
-  // A second charge widens min and max.
-  store_prev(run, kCmmtWork, 0, 0);
-  chargePrevious(run, 0.25);
-  store_prev(run, kCmmtWork, 0, 0);
-  chargePrevious(run, 4.0);
-  EXPECT_EQ(cs.count[kCmmtWork], 5);
-  EXPECT_DOUBLE_EQ(cs.total[kCmmtWork], 5.75);
-  EXPECT_DOUBLE_EQ(cs.min[kCmmtWork], 0.25);
-  EXPECT_DOUBLE_EQ(cs.max[kCmmtWork], 4.0);
-  EXPECT_EQ(run.timing.sc_stats.count[kCmmtWork], 0);
-}
-
-TEST(ChargePrevious, UntimedPacketOnlyCountsAndAnEmptyListDoesNothing) {
-  Harness h("");
-  wp::Run& run = h.run();
-  MsgStats& sc = run.timing.sc_stats;
-  run.timing.stats_ptr = &sc;
-  chargePrevious(run, 1.0);
-  for (int i = 0; i < MsgStats::kSlots; ++i) ASSERT_EQ(sc.count[i], 0);
-  store_prev(run, kRelease, 0, 0);
-  store_prev(run, 140, 0, 0);
-  chargePrevious(run, 1.0);
-  EXPECT_EQ(sc.count[kRelease], 1);
-  EXPECT_EQ(sc.count[140], 1);
-  EXPECT_DOUBLE_EQ(sc.max[kRelease], 0.0);
 }
 
 TEST(ChargePrevious, StatementMessagesGoToTheirStatementWithTheShareOrZero) {
@@ -130,55 +66,6 @@ TEST(ChargePrevious, StatementMessagesGoToTheirStatementWithTheShareOrZero) {
   store_prev(run, kExProc, 2, 44);
   chargePrevious(run, 1.0);
   EXPECT_EQ(run.stmts.list[0].messages, 2);
-}
-
-TEST(DirectionTime, EachPacketAddsTheSpanToTheOtherDirectionsLatest) {
-  Harness h("");
-  wp::Run& run = h.run();
-  struct Step {
-    bool client;
-    double at;
-    double client_time, server_time;
-  } steps[] = {
-      {true, 100.0, 0, 0},         // first packet: nothing added
-      {true, 101.0, 101.0, 0},     // no server packet yet: the whole stamp
-      {false, 102.0, 101.0, 1.0},  // server answers after 1 s
-      {false, 104.0, 101.0, 4.0},  // again the whole span back to the client's
-      {true, 104.0, 101.0, 4.0},   // equal stamps count for the server: + 0
-      {true, 104.5, 101.5, 4.0},
-  };
-  bool first = true;
-  for (const Step& s : steps) {
-    run.rd.time_fl = s.at;
-    directionTime(run, s.client, first);
-    first = false;
-    EXPECT_DOUBLE_EQ(run.timing.client_time_fl, s.client_time) << "at " << s.at;
-    EXPECT_DOUBLE_EQ(run.timing.server_time_fl, s.server_time) << "at " << s.at;
-  }
-}
-
-// Driven by the reader and the dispatcher: the charge of a packet lands in
-// the table of its own direction, when the next packet arrives.
-TEST(ChargePrevious, ThroughTheReaderEachPacketChargesTheOneBefore) {
-  Harness h(
-      "CS 1000.0 { msg SQ_BEGIN msg SQ_CMMTWORK }\n"
-      "SC 1000.5 { msg SQ_CMMTWORK }\n"
-      "SC 1002.5 { }\n"
-      "CS 1003.0 { msg SQ_BEGIN }\n");
-  wp::Run& run = h.run();
-  run.opt.timestamp = 1;
-  ASSERT_TRUE(h.header());
-  while (h.next() == 0) printpacket(run);
-  const MsgStats& cs = run.timing.cs_stats;
-  const MsgStats& sc = run.timing.sc_stats;
-  EXPECT_EQ(cs.count[kBegin], 1);  // the last packet's BEGIN is never charged
-  EXPECT_DOUBLE_EQ(cs.total[kBegin], 0.25);
-  EXPECT_DOUBLE_EQ(cs.total[kCmmtWork], 0.25);
-  EXPECT_EQ(sc.count[kCmmtWork], 1);
-  EXPECT_DOUBLE_EQ(sc.total[kCmmtWork], 2.0);
-  EXPECT_EQ(run.timing.g_inopr, 1);
-  EXPECT_DOUBLE_EQ(run.timing.client_time_fl, 0.5);
-  EXPECT_DOUBLE_EQ(run.timing.server_time_fl, 0.5 + 2.5);
 }
 
 // A field that runs into the next packet pulls it in mid-message: its arrival

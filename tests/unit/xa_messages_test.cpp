@@ -143,21 +143,6 @@ TEST(XaErr, ReturnCodes) {
   }
 }
 
-TEST(XaXid, StartPrintsTheXidRmidAndFlags) {
-  std::string out = decode(std::string("CS { msg SQ_XSTART ") + kXid +
-                           "long 3 long 0x00400000 msg SQ_TXSTATE short 5 }\n");
-  EXPECT_EQ(out,
-            "\tSQ_XSTART\n"
-            "\n\t\t\tFormat:7 \n"
-            "\n\t\t\tLGTRID:4 \n"
-            "\n\t\t\tLBQUAL:2 \n" +
-                xidDump(0x41) +
-                "\n\t\t\tRMID:  3 \n"
-                "\n\t\t\tFlags: 4194304 "
-                " ( TMMULTIPLE ) \n ( TMMULTIPLE ) \n"
-                "\tSQ_TXSTATE\n\t\t5\n");
-}
-
 TEST(XaXid, StateEndsAfterTheDataBlock) {
   // 12 + 128 bytes, then the next message.
   std::string out =
@@ -217,101 +202,10 @@ TEST(XaXid, FieldsStraddlePackets) {
   EXPECT_EQ(split.find("Read too far"), std::string::npos);
 }
 
-TEST(XaOpen, InfoStringRmidAndFlags) {
-  std::string out = decode(
-      "CS { msg SQ_XOPEN str \"db@srv\" long -1 long 0 msg SQ_XCLOSE str \"abc\" long 2 "
-      "long 0x00200000 }\n");
-  EXPECT_EQ(out,
-            "\tSQ_XOPEN\n"
-            "\t\tInfo.....: \"db@srv\" [6]\n"
-            "\n\t\t\tRMID:  -1 \n"
-            "\n\t\t\tFlags: 0  ( TMNOFLAGS )\n"
-            "\tSQ_XCLOSE\n"
-            "\t\tInfo.....: \"abc\" [3]\n"
-            "\n\t\t\tRMID:  2 \n"
-            "\n\t\t\tFlags: 2097152  ( TMJOIN ) \n");
-}
-
-TEST(XaSetGtrid, FlagsSignExtendAndTheHostNameHasAFixedWidth) {
-  // 19 name bytes and a pad byte, then the three longs.
-  std::string out = decode(
-      "SC { msg SQ_SETGTRID long -1 text \"host-0123456789abcd\" pad long 5 long -6 long 7 "
-      "msg SQ_SETGTRID long 0x7fffffff text \"h\" zeros 19 long 0 long 0 long 0 }\n");
-  EXPECT_EQ(out,
-            "\tSQ_SETGTRID\n"
-            "\t\tFlags....: 0xffffffffffffffff\n"
-            "\t\tHost Name: \"host-0123456789abcd\" [19]\n"
-            "\t\tStamp....: 5\n"
-            "\t\tMagic....: -6\n"
-            "\t\tServer...: 7\n"
-            "\tSQ_SETGTRID\n"
-            "\t\tFlags....: 0x7fffffff\n"
-            "\t\tHost Name: \"h\" [19]\n"
-            "\t\tStamp....: 0\n"
-            "\t\tMagic....: 0\n"
-            "\t\tServer...: 0\n");
-}
-
-TEST(XaMiscFlags, WordThenModesUntilModeTwoFiftySix) {
-  const char* trace =
-      "SC { msg SQ_MISCFLAGS long 17 "            // the word
-      "msg SQ_MISCFLAGS short 5 "                 // a mode, nothing more
-      "msg SQ_MISCFLAGS short 64 long 1 long 2 "  // two longs, not shown
-      "msg SQ_MISCFLAGS short 256 long 42 str \"shop\" "
-      "msg SQ_MISCFLAGS long -3 "  // the word again
-      "msg SQ_MISCFLAGS short 6 }\n";
-  EXPECT_EQ(decode(trace),
-            "\tSQ_MISCFLAGS\n\t\tpc_boolmods: 17\n"
-            "\tSQ_MISCFLAGS\n\t\tMode..: 5\n"
-            "\tSQ_MISCFLAGS\n\t\tMode..: 64\n"
-            "\tSQ_MISCFLAGS\n\t\tMode..: 256\n\t\t\tUDR id: 42\n"
-            "\t\t\tDatabase: \"shop\" [4]\n"
-            "\tSQ_MISCFLAGS\n\t\tpc_boolmods: -3\n"
-            "\tSQ_MISCFLAGS\n\t\tMode..: 6\n");
-  // Under -min the word and the routine id stay.
-  EXPECT_EQ(decode(trace, true),
-            "\tSQ_MISCFLAGS\n\t\tpc_boolmods: 17\n"
-            "\tSQ_MISCFLAGS\n"
-            "\tSQ_MISCFLAGS\n"
-            "\tSQ_MISCFLAGS\n\t\t\tUDR id: 42\n"
-            "\tSQ_MISCFLAGS\n\t\tpc_boolmods: -3\n"
-            "\tSQ_MISCFLAGS\n");
-}
-
 TEST(XaMiscFlags, TheModeFlagLastsAcrossPackets) {
   EXPECT_EQ(
       decode("SC { msg SQ_MISCFLAGS long 1 }\nCS { msg SQ_MISCFLAGS short 5 }\n"),
       "\tSQ_MISCFLAGS\n\t\tpc_boolmods: 1\n\nC->S (4)\t\t\t\n\tSQ_MISCFLAGS\n\t\tMode..: 5\n");
-}
-
-TEST(XaServer, RemainingTransactionMessages) {
-  std::string out = decode(
-      "SC { msg SQ_DISTFETCH str \"db\" str \"own\" str \"tab\" str \"col1\" "
-      "msg SQ_REASSOC str \"srv\" str \"db\" short -2 long 0x10 str \"loc\" str \"/log\" "
-      "msg SQ_XACTSTAT short 1 short -2 short 3 "
-      "msg SQ_TXSTATE short -7 "
-      "msg SQ_REMDML short 4 }\n");
-  EXPECT_EQ(out,
-            "\tSQ_DISTFETCH\n"
-            "\t\tDatabase: \"db\" [2]\n"
-            "\t\tOwner...: \"own\" [3]\n"
-            "\t\tTable...: \"tab\" [3]\n"
-            "\t\tColumn..: \"col1\" [4]\n"
-            "\tSQ_REASSOC\n"
-            "\t\tServer Name....: \"srv\" [3]\n"
-            "\t\tDatabase Name..: \"db\" [2]\n"
-            "\t\tStatement type.: -2 [0xfffffffe]\n"
-            "\t\tStatement Opts.: 16 [0x10]\n"
-            "\t\tDb Location....: \"loc\" [3]\n"
-            "\t\tLogfile path...: \"/log\" [4]\n"
-            "\tSQ_XACTSTAT\n"
-            "\t\tEvent..: 1\n"
-            "\t\tNew Level..: -2\n"
-            "\t\tOld Level..: 3\n"
-            "\tSQ_TXSTATE\n"
-            "\t\t-7\n"
-            "\tSQ_REMDML\n"
-            "\t\tFlag..: 4\n");
 }
 
 TEST(XaServer, MinReadsTheSameBytes) {
