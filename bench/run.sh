@@ -184,6 +184,8 @@ for pair in "1:$s1" "4:$s4" "16:$big"; do
   devc=$(awk -v x="$xc" -v k="$k" 'BEGIN { printf "%+.1f%%", (x / k - 1) * 100 }')
   printf '%-6s %12s %9s %8s %10s %8s %8s %10s\n' "${k}x" "$(stat -c %s "$f")" "${BT[$f]}" "$x" \
     "$dev" "${BC[$f]}" "$xc" "$devc"
+  worst=$(awk -v w="${worst:-0}" -v x="$x" -v k="$k" \
+    'BEGIN { d = (x / k - 1) * 100; if (d < 0) d = -d; printf "%.1f", (d > w ? d : w) }')
 done
 
 echo
@@ -198,8 +200,8 @@ if command -v strace >/dev/null; then
   wb=$(calls "$wp" -summary -stmt_stat "$mid")
   tag=flushed
   wf=$(calls env WIREPRINT_LINEFLUSH=1 "$wp" -summary -stmt_stat "$mid")
-  echo "buffered: $wb writes, line-flushed: $wf writes, $(ratio "$wf" "$wb")x fewer" \
-    "(target: 10x or more)"
+  writes=$(ratio "$wf" "$wb")
+  echo "buffered: $wb writes, line-flushed: $wf writes, ${writes}x fewer"
   cmp -s "$dir/out.buffered" "$dir/out.flushed" && cmp -s "$dir/err.buffered" "$dir/err.flushed" ||
     { echo "FAIL: buffered and line-flushed output differ" >&2; exit 1; }
   echo "stdout ($(stat -c %s "$dir/out.buffered") bytes) and stderr identical"
@@ -229,6 +231,27 @@ st=$(trace statements 0 --ops "$statements" --statements "$statements" --new-rat
 timeit "$wp" -summary -stmt_stat "$st"
 groups=$("$wp" -summary -stmt_stat "$st" | grep -c '^SQL: ' || true)
 echo "$(stat -c %s "$st") bytes, $groups statement groups: $T s (cpu $C s), peak $M kB"
+
+stmt_time=$T
+
+echo
+echo "== targets"
+check() {  # label, value, comparison for awk with v, target text
+  local verdict=met
+  awk -v v="$2" "BEGIN { exit !($3) }" || verdict="NOT met"
+  printf '%-44s %10s   %-16s %s\n' "$1" "$2" "$4" "$verdict"
+}
+check "default listing, input MB/s" "$(mbps "$insize" "${SEC[wireprint]}")" "v >= 150" \
+  ">= 150 (aim 300)"
+check "-tuple against xxd, x" "$(ratio "${SEC[xxd]}" "${SEC[wireprint -tuple]}")" "v >= 1" \
+  ">= 1 (aim 2)"
+check "scaling 4x and 16x, worst deviation %" "$worst" "v <= 15" "<= 15"
+check "peak memory without -stmt_stat, MB" \
+  "$(awk -v k="${MEM[wireprint]}" 'BEGIN { printf "%.1f", k / 1024 }')" "v < 32" "< 32"
+if [ -n "${writes:-}" ]; then
+  check "fewer write calls buffered, x" "$writes" "v >= 10" ">= 10"
+fi
+check "-summary -stmt_stat, $statements statements, s" "$stmt_time" "v < 10" "< 10"
 
 if [ "$keep" = 0 ]; then
   rm -f "$dir"/out.* "$dir"/err.* "$dir"/dout.* "$dir"/derr.* "$dir"/time.* "$dir"/strace.out
