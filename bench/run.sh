@@ -83,18 +83,16 @@ trace() {  # name size [tracegen options...]
   echo "$f"
 }
 
-now() { date +%s.%N; }
-
 # One run of a command with stdout to /dev/null: sets T (wall seconds), C (CPU
 # seconds, user and system) and M (peak resident kB).
+# Bash's own timing gives milliseconds; /usr/bin/time adds the peak size.
 timeonce() {
-  local t0 t1
-  t0=$(now)
-  /usr/bin/time -f "%U %S %M" -o "$dir/time.out" "$@" >/dev/null 2>"$dir/time.err"
-  t1=$(now)
-  T=$(awk -v a="$t0" -v b="$t1" 'BEGIN { printf "%.3f", b - a }')
-  read -r u s M < <(tail -1 "$dir/time.out")
-  C=$(awk -v u="$u" -v s="$s" 'BEGIN { printf "%.2f", u + s }')
+  local TIMEFORMAT='%3R %3U %3S' u s
+  { time /usr/bin/time -f "%M" -o "$dir/mem.out" "$@" >/dev/null 2>"$dir/time.err"; } \
+    2>"$dir/time.out"
+  read -r T u s <"$dir/time.out"
+  C=$(awk -v u="$u" -v s="$s" 'BEGIN { printf "%.3f", u + s }')
+  M=$(tail -1 "$dir/mem.out")
 }
 
 less() { awk -v a="$1" -v b="$2" 'BEGIN { exit !(a < b) }'; }
@@ -131,7 +129,7 @@ echo
 echo "== throughput on $(basename "$big") ($(mbps "$insize" 1) MB), best of $runs"
 printf '%-28s %8s %8s %9s %9s %12s %9s\n' mode seconds "cpu s" "in MB/s" "out MB/s" \
   "lines/s" "peak kB"
-declare -A SEC OUT LIN MEM
+declare -A SEC CPU OUT LIN MEM
 measure() {  # label, then the command
   local label=$1
   shift
@@ -139,6 +137,7 @@ measure() {  # label, then the command
   local c
   c=$(count "$@")
   SEC[$label]=$T
+  CPU[$label]=$C
   MEM[$label]=$M
   LIN[$label]=${c% *}
   OUT[$label]=${c#* }
@@ -184,7 +183,8 @@ for pair in "1:$s1" "4:$s4" "16:$big"; do
   devc=$(awk -v x="$xc" -v k="$k" 'BEGIN { printf "%+.1f%%", (x / k - 1) * 100 }')
   printf '%-6s %12s %9s %8s %10s %8s %8s %10s\n' "${k}x" "$(stat -c %s "$f")" "${BT[$f]}" "$x" \
     "$dev" "${BC[$f]}" "$xc" "$devc"
-  worst=$(awk -v w="${worst:-0}" -v x="$x" -v k="$k" \
+  # Judged by CPU time: on a shared machine the wall time follows the load.
+  worst=$(awk -v w="${worst:-0}" -v x="$xc" -v k="$k" \
     'BEGIN { d = (x / k - 1) * 100; if (d < 0) d = -d; printf "%.1f", (d > w ? d : w) }')
 done
 
@@ -245,7 +245,9 @@ check "default listing, input MB/s" "$(mbps "$insize" "${SEC[wireprint]}")" "v >
   ">= 150 (aim 300)"
 check "-tuple against xxd, x" "$(ratio "${SEC[xxd]}" "${SEC[wireprint -tuple]}")" "v >= 1" \
   ">= 1 (aim 2)"
-check "scaling 4x and 16x, worst deviation %" "$worst" "v <= 15" "<= 15"
+check "-tuple against xxd (cpu), x" "$(ratio "${CPU[xxd]}" "${CPU[wireprint -tuple]}")" \
+  "v >= 1" ">= 1 (aim 2)"
+check "scaling 4x and 16x (cpu), worst deviation %" "$worst" "v <= 15" "<= 15"
 check "peak memory without -stmt_stat, MB" \
   "$(awk -v k="${MEM[wireprint]}" 'BEGIN { printf "%.1f", k / 1024 }')" "v < 32" "< 32"
 if [ -n "${writes:-}" ]; then
@@ -254,5 +256,6 @@ fi
 check "-summary -stmt_stat, $statements statements, s" "$stmt_time" "v < 10" "< 10"
 
 if [ "$keep" = 0 ]; then
-  rm -f "$dir"/out.* "$dir"/err.* "$dir"/dout.* "$dir"/derr.* "$dir"/time.* "$dir"/strace.out
+  rm -f "$dir"/out.* "$dir"/err.* "$dir"/dout.* "$dir"/derr.* "$dir"/time.* "$dir"/mem.out \
+    "$dir"/strace.out
 fi
