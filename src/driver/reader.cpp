@@ -7,6 +7,7 @@
 #include <cstring>
 #include <ctime>
 
+#include "driver/format.h"
 #include "driver/run.h"
 
 namespace wp {
@@ -227,7 +228,10 @@ int getpacket(Run& run, const uint8_t* carry, int32_t carrylen) {
   if (opt.timestamp) {
     char frac[32];
     double whole = std::trunc(rd.time_fl);
-    snprintf(frac, sizeof frac, "%.5f", rd.time_fl - whole);
+    if (formatFraction5(rd.time_fl - whole, frac))
+      frac[7] = '\0';
+    else
+      snprintf(frac, sizeof frac, "%.5f", rd.time_fl - whole);
     run.out.printf("\tTime: %s%s", rd.cachedDate.c_str(), frac + 1);
   }
   run.out.put('\n');

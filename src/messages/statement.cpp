@@ -94,7 +94,8 @@ void skipData(Cursor& cur, int32_t n) {
     n -= k;
     part = k;
   }
-  if (part & 1) cur.advance(1);
+  // The pad byte may be the next packet's first.
+  if (part & 1) cur.skip(1);
 }
 
 // PUT data: every row is padded to an even size, so 3 rows of 5 bytes take 18.

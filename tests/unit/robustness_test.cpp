@@ -116,7 +116,10 @@ TEST(Examples, ShippedTracesMatchTheirDescriptions) {
     if (e.path().extension() != ".test") continue;
     auto bin = e.path();
     bin.replace_extension(".trace");
-    if (!std::filesystem::exists(bin)) continue;
+    if (!std::filesystem::exists(bin)) {
+      ADD_FAILURE() << bin << " is missing: every example ships its compiled trace";
+      continue;
+    }
     std::ifstream f(e.path()), b(bin, std::ios::binary);
     std::stringstream ss, bs;
     ss << f.rdbuf();
