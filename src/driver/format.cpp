@@ -67,11 +67,13 @@ bool formatFast(char* dst, size_t room, const char* fmt, va_list ap, size_t* len
   char* o = dst;
   char* end = dst + room;
   const char* p = fmt;
+  // Words are read only within the format text: a read past its NUL, even
+  // one that stays in the page, is outside the object.
+  const char* fmtEnd = fmt + strlen(fmt);
   for (;;) {
-    // Literal text, eight bytes at a time up to the next '%' or the end. A
-    // word is read only where it cannot cross into the next page.
+    // Literal text, eight bytes at a time up to the next '%' or the end.
     for (;;) {
-      if ((reinterpret_cast<uintptr_t>(p) & 4095) <= 4088 && end - o >= 8) {
+      if (fmtEnd - p >= 8 && end - o >= 8) {
         uint64_t w;
         memcpy(&w, p, 8);
         memcpy(o, &w, 8);
