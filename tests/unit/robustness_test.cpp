@@ -1,11 +1,11 @@
 // The watchdog over damaged traces: every golden trace cut at every byte, and
 // with single bytes changed, runs to an orderly end (status 0 or 1) without a
-// sanitizer finding, within a time bound, with a listing and buffers bounded
+// sanitizer finding, within a time bound, with a listing and a heap bounded
 // by the bytes it was given.
 //
-// The golden set holds some 15 KB of traces, so the cuts and changes make
-// about 180,000 runs: some ten seconds in the plain build and under a minute
-// under the sanitizers, so nothing is sampled. Each run draws one of four
+// The golden set holds some 30 KB of distinct traces, so the cuts and changes
+// make about 370,000 runs: some ten seconds in the plain build and under a
+// minute under the sanitizers, so nothing is sampled. Each run draws one of four
 // option sets by its offset, so every option meets every region of a trace.
 #include <gtest/gtest.h>
 
