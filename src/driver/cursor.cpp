@@ -97,6 +97,13 @@ void Cursor::getBytes(int32_t n, uint8_t* dst) {
 }
 
 int16_t Cursor::getShort() {
+  // Both bytes in this packet: the common case, read in place.
+  const auto& p = run.rd.packet;
+  if (left >= 2 && pos >= 0 && static_cast<size_t>(pos) + 2 <= p.size()) {
+    auto v = static_cast<int16_t>(p[pos] << 8 | p[pos + 1]);
+    advance(2);
+    return v;
+  }
   uint8_t b[2];
   getBytes(2, b);
   return static_cast<int16_t>(b[0] << 8 | b[1]);

@@ -3,11 +3,16 @@
 #include <cerrno>
 #include <cstring>
 
+#include "driver/format.h"
+
 namespace wp {
 
 namespace {
 constexpr size_t kBufferSize = 1 << 16;
-}
+// Room kept free before a formatted write, so that a listing line is
+// formatted in place without a retry.
+constexpr size_t kFastRoom = 1024;
+}  // namespace
 
 Output::Output() : fp_(stdout), buf_(kBufferSize) {}
 
@@ -52,16 +57,35 @@ void Output::write(const void* data, size_t n) {
     if (n >= buf_.size()) {
       fwrite(data, 1, n, fp_);
       written_ += n;
-      if (lineFlush_) fflush(fp_);
+      if (lineFlush_ && memchr(data, '\n', n)) fflush(fp_);
       return;
     }
   }
   memcpy(buf_.data() + len_, data, n);
   len_ += n;
-  if (lineFlush_) sync();
+  if (lineFlush_ && memchr(data, '\n', n)) sync();
 }
 
 void Output::vprintf(const char* fmt, va_list ap) {
+  // The listing's own formats go through the fast formatter; the C library
+  // takes what it does not do (floating point) and texts that do not fit.
+  if (buf_.size() - len_ < kFastRoom) drain();
+  va_list slow;
+  va_copy(slow, ap);
+  size_t k;
+  if (formatFast(buf_.data() + len_, buf_.size() - len_, fmt, ap, &k)) {
+    va_end(slow);
+    len_ += k;
+    if (lineFlush_ && memchr(buf_.data() + len_ - k, '\n', k)) sync();
+    return;
+  }
+  slowPrintf(fmt, slow);
+  va_end(slow);
+}
+
+// The C library's formatting, straight into the buffer (grown when the text
+// does not fit).
+void Output::slowPrintf(const char* fmt, va_list ap) {
   size_t room = buf_.size() - len_;
   va_list again;
   va_copy(again, ap);
@@ -77,13 +101,25 @@ void Output::vprintf(const char* fmt, va_list ap) {
   }
   va_end(again);
   len_ += n;
-  if (lineFlush_) sync();
+  if (lineFlush_ && memchr(buf_.data() + len_ - n, '\n', static_cast<size_t>(n))) sync();
 }
 
 void Output::printf(const char* fmt, ...) {
+  // The fast formatter first; when it declines, the arguments are walked
+  // again from the start, which saves copying them beforehand.
+  if (buf_.size() - len_ < kFastRoom) drain();
   va_list ap;
   va_start(ap, fmt);
-  vprintf(fmt, ap);
+  size_t k;
+  bool done = formatFast(buf_.data() + len_, buf_.size() - len_, fmt, ap, &k);
+  va_end(ap);
+  if (done) {
+    len_ += k;
+    if (lineFlush_ && memchr(buf_.data() + len_ - k, '\n', k)) sync();
+    return;
+  }
+  va_start(ap, fmt);
+  slowPrintf(fmt, ap);
   va_end(ap);
 }
 

@@ -68,6 +68,7 @@ class Output {
 
  private:
   void drain();
+  void slowPrintf(const char* fmt, va_list ap) WP_PRINTF(2, 0);
 
   FILE* fp_;
   FILE* errfp_ = stderr;

@@ -7,6 +7,7 @@
 #include <cstring>
 #include <ctime>
 
+#include "driver/format.h"
 #include "driver/run.h"
 
 namespace wp {
@@ -90,9 +91,10 @@ bool fillPacket(Run& run, const uint8_t* carry, int32_t carrylen, int32_t len) {
   size_t have = keep;
   errno = 0;
   while (have < want) {
-    size_t step = std::min<size_t>(want - have, size_t{1} << 24);
-    if (buf.size() < have + step)
-      buf.resize(std::max<size_t>({have + step, size_t{8192}, buf.size() * 2}));
+    // Doubles only once the bytes already read fill it, so the buffer stays
+    // within twice the data that really arrived.
+    if (buf.size() <= have) buf.resize(std::max<size_t>(8192, std::min(want, 2 * have)));
+    size_t step = std::min(want - have, buf.size() - have);
     size_t got = rd.file.read(buf.data() + have, step);
     have += got;
     if (got < step) {
@@ -182,7 +184,10 @@ int getpacket(Run& run, const uint8_t* carry, int32_t carrylen) {
     }
     run.out.flush();
     ++rd.g_ipkt;
-    if (fork) return 0;
+    if (fork) {
+      rd.served += std::max(rd.packetlen, 0);
+      return 0;
+    }
     if (!thread) break;
   }
 
@@ -223,12 +228,16 @@ int getpacket(Run& run, const uint8_t* carry, int32_t carrylen) {
   if (opt.timestamp) {
     char frac[32];
     double whole = std::trunc(rd.time_fl);
-    snprintf(frac, sizeof frac, "%.5f", rd.time_fl - whole);
+    if (formatFraction5(rd.time_fl - whole, frac))
+      frac[7] = '\0';
+    else
+      snprintf(frac, sizeof frac, "%.5f", rd.time_fl - whole);
     run.out.printf("\tTime: %s%s", rd.cachedDate.c_str(), frac + 1);
   }
   run.out.put('\n');
 
   if (!fillPacket(run, carry, carrylen, len)) return -1;
+  rd.served += std::max(rd.packetlen, 0);
 
   if (!first && run.dec.prev_msgtype >= 1 && run.dec.prev_msgtype <= 139)
     chargePrevious(run, rd.time_fl - rd.prev_time_fl);

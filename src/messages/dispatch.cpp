@@ -44,9 +44,11 @@ void printpacketFrom(Run& run, int32_t start) {
       if (cur.left == 0) cur.nextPacket();
       int16_t type = cur.getShort();
       dec.msgtype = type;
-      run.dbg("printpacket: ");
-      run.dbg("msgtyp = %3d/%-12s  ", type, sqmsgname(type));
-      run.dbg("msglen = %d\n", cur.left);
+      if (run.opt.g_idbg) {
+        run.dbg("printpacket: ");
+        run.dbg("msgtyp = %3d/%-12s  ", type, sqmsgname(type));
+        run.dbg("msglen = %d\n", cur.left);
+      }
       if (type >= 1 && type <= 139) run.out.printf("\t%s\n", kMessages[type].name);
       run.out.flush();
       auto utype = static_cast<uint16_t>(type);

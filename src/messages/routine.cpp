@@ -341,9 +341,8 @@ void decodeVput(Run& run, Cursor& cur) {
   }
   o.flush();
   // Each row counts as a message of the statement.
-  if (run.opt.stmtstats)
-    for (size_t i = 1; i < sizes.size(); ++i)
-      store_prev(run, run.dec.msgtype, run.thr.cur->index, run.thr.cur->stmtid);
+  if (run.opt.stmtstats && n > 1)
+    store_prev(run, run.dec.msgtype, run.thr.cur->index, run.thr.cur->stmtid, n - 1);
   double bytes = 0;
   for (size_t i = 0; i < sizes.size(); ++i) {
     int32_t size = sizes[i] > 0 ? sizes[i] : 0;

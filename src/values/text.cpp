@@ -1,5 +1,6 @@
 #include "values/text.h"
 
+#include <algorithm>
 #include <cctype>
 #include <clocale>
 #include <cstdlib>
@@ -57,19 +58,37 @@ void printstring(Cursor& cur, int32_t len, const char* label, int force) {
 }
 
 void hexascii(Output& out, int count, const uint8_t* bytes) {
+  int n = count < 16 ? (count > 0 ? count : 0) : 16;
   // A short line's column stands one column further right than a full one's.
-  if (count < 16) {
-    size_t pad = static_cast<size_t>(17 - count) * 3;
-    memset(out.reserve(pad), ' ', pad);
-    out.commit(pad);
-  }
-  out.put('\t');
-  char chars[16];
-  int n = count < 16 ? count : 16;
+  size_t pad = count < 16 ? static_cast<size_t>(17 - count) * 3 : 0;
+  char* o = out.reserve(pad + 1 + static_cast<size_t>(n));
+  memset(o, ' ', pad);
+  o += pad;
+  *o++ = '\t';
   for (int i = 0; i < n; ++i)
-    chars[i] = bytes[i] >= 0x20 && bytes[i] <= 0x7e ? static_cast<char>(bytes[i]) : '.';
-  out.write(chars, static_cast<size_t>(n));
+    o[i] = bytes[i] >= 0x20 && bytes[i] <= 0x7e ? static_cast<char>(bytes[i]) : '.';
+  out.commit(pad + 1 + static_cast<size_t>(n));
 }
+
+namespace {
+
+// "%#8x: " of a dump offset: 0 has no 0x prefix; right-aligned in 8 places.
+size_t dumpOffset(char* o, uint32_t i) {
+  static const char kHex[] = "0123456789abcdef";
+  char t[10];
+  int n = 0;
+  for (uint32_t v = i; v; v >>= 4) t[n++] = kHex[v & 15];
+  if (i == 0) t[n++] = '0';
+  if (i != 0) t[n++] = 'x', t[n++] = '0';
+  size_t len = 0;
+  for (int pad = 8 - n; pad > 0; --pad) o[len++] = ' ';
+  while (n) o[len++] = t[--n];
+  o[len++] = ':';
+  o[len++] = ' ';
+  return len;
+}
+
+}  // namespace
 
 void hexdump(Cursor& cur, int32_t n) {
   Output& out = cur.run.out;
@@ -78,19 +97,32 @@ void hexdump(Cursor& cur, int32_t n) {
   out.write("HEX DUMP:\n", 10);
   uint8_t line[16];  // bytes of the line being printed (its packet may be gone)
   int col = 0;       // bytes on the current line
-  for (int32_t i = 0; i < n; ++i) {
+  for (int32_t i = 0; i < n;) {
     if (cur.left <= 0) {
       hexascii(out, col, line);
       out.put('\n');
       while (cur.left <= 0) cur.nextPacket();
       col = 0;
     }
-    if (col == 0) out.printf("%#8x: ", static_cast<unsigned>(i));
-    uint8_t b = *cur.ptr();
-    cur.advance(1);
-    char hx[3] = {' ', kHex[b >> 4], kHex[b & 15]};
-    out.write(hx, 3);
-    line[col++] = b;
+    // The bytes of this line that lie in this packet, formatted in one go.
+    int32_t k = std::min({16 - col, cur.left, n - i});
+    const auto& buf = cur.run.rd.packet;
+    int32_t real = cur.pos < 0 ? 0 : static_cast<int32_t>(buf.size()) - cur.pos;
+    real = std::clamp(real, 0, k);
+    if (real > 0) memcpy(line + col, buf.data() + cur.pos, static_cast<size_t>(real));
+    if (real < k) memset(line + col + real, 0, static_cast<size_t>(k - real));
+    char* o = out.reserve(12 + 3 * static_cast<size_t>(k));
+    size_t len = col == 0 ? dumpOffset(o, static_cast<uint32_t>(i)) : 0;
+    for (int32_t j = 0; j < k; ++j) {
+      uint8_t b = line[col + j];
+      o[len++] = ' ';
+      o[len++] = kHex[b >> 4];
+      o[len++] = kHex[b & 15];
+    }
+    out.commit(len);
+    cur.advance(k);
+    i += k;
+    col += k;
     if (col == 16) {
       hexascii(out, 16, line);
       out.put('\n');
@@ -179,7 +211,7 @@ void printchar(Cursor& cur, int32_t len) {
   }
   cur.advance(rest);
   // Only the part in the last packet decides the pad byte.
-  if (rest & 1) cur.advance(1);
+  if (rest & 1) cur.skip(1);
 }
 
 }  // namespace wp

@@ -1,0 +1,362 @@
+// The trace generator: its records read back as the trace format lays them
+// out, the same seed gives the same bytes, and the whole program walks a
+// generated trace record for record.
+#include <gtest/gtest.h>
+#include <unistd.h>
+
+#include <cstdio>
+#include <cstring>
+#include <memory>
+#include <set>
+#include <string>
+#include <vector>
+
+#include "driver/run.h"
+#include "stats/stmtstats.h"
+#include "tracegen.h"
+
+namespace {
+
+using tracegen::Config;
+using tracegen::Session;
+
+struct Record {
+  char code[3];
+  int32_t len = 0;  // packets only
+  double time = 0;
+  std::vector<uint8_t> data;
+  std::string addr;  // MT only
+};
+
+struct Trace {
+  int32_t version = 0;
+  int internalVersion = -1;  // -1: no marker
+  std::vector<Record> records;
+  std::string error;  // how the bytes fail to be a trace
+};
+
+int32_t be32(const uint8_t* p) {
+  return static_cast<int32_t>(uint32_t{p[0]} << 24 | uint32_t{p[1]} << 16 | uint32_t{p[2]} << 8 |
+                              p[3]);
+}
+
+// Reads the bytes as the trace format lays them out, independently of the
+// program's reader.
+Trace parse(const std::vector<uint8_t>& b) {
+  Trace t;
+  if (b.size() < 8 || memcmp(b.data(), "SQLI", 4) != 0) {
+    t.error = "no header";
+    return t;
+  }
+  t.version = be32(b.data() + 4);
+  size_t at = 8;
+  if (b.size() >= 12 && b[8] == 0 && b[9] == 110) {
+    t.internalVersion = static_cast<int16_t>(b[10] << 8 | b[11]);
+    at = 12;
+  }
+  while (at < b.size()) {
+    Record r;
+    if (b.size() - at < 10) {
+      t.error = "cut record at " + std::to_string(at);
+      return t;
+    }
+    memcpy(r.code, b.data() + at, 2);
+    r.code[2] = 0;
+    at += 2;
+    std::string code = r.code;
+    if (code == "MT") {
+      r.addr.assign(reinterpret_cast<const char*>(b.data() + at), 8);
+      at += 8;
+    } else if (code == "CS" || code == "SC") {
+      if (b.size() - at < 12) {
+        t.error = "cut packet header at " + std::to_string(at);
+        return t;
+      }
+      r.len = be32(b.data() + at);
+      memcpy(&r.time, b.data() + at + 4, 8);
+      at += 12;
+      if (r.len < 0 || b.size() - at < static_cast<size_t>(r.len)) {
+        t.error = "cut packet data at " + std::to_string(at);
+        return t;
+      }
+      r.data.assign(b.begin() + static_cast<long>(at), b.begin() + static_cast<long>(at + r.len));
+      at += static_cast<size_t>(r.len);
+    } else {
+      t.error = "unknown code " + code + " at " + std::to_string(at - 2);
+      return t;
+    }
+    t.records.push_back(std::move(r));
+  }
+  return t;
+}
+
+std::vector<uint8_t> generate(const Config& cfg, tracegen::Stats* stats = nullptr) {
+  tracegen::VectorSink sink;
+  tracegen::Stats st = tracegen::generate(cfg, sink);
+  if (stats) *stats = st;
+  return sink.bytes;
+}
+
+Config small(Session s, uint64_t seed) {
+  Config c;
+  c.seed = seed;
+  c.size = 256 << 10;
+  c.session = s;
+  c.statements = 300;
+  c.threads = 5;
+  return c;
+}
+
+TEST(TracegenTrace, RecordsReadBackAsCountedAndEveryPacketIsEven) {
+  for (Session s : {Session::InternalVersion, Session::Protocols}) {
+    for (int maxPacket : {32000, 300}) {
+      Config cfg = small(s, 11);
+      cfg.maxPacket = maxPacket;
+      tracegen::Stats st;
+      auto bytes = generate(cfg, &st);
+      Trace t = parse(bytes);
+      ASSERT_EQ(t.error, "");
+      EXPECT_EQ(t.version, 7);
+      EXPECT_EQ(t.internalVersion, s == Session::Protocols ? 316 : 310);
+      EXPECT_EQ(bytes.size(), st.bytes);
+      EXPECT_GE(st.bytes, cfg.size);
+      ASSERT_EQ(t.records.size(), st.records);
+      uint64_t cs = 0, sc = 0, mt = 0;
+      double last = 0;
+      for (const Record& r : t.records) {
+        std::string code = r.code;
+        if (code == "MT") {
+          ++mt;
+          continue;
+        }
+        ++(code == "CS" ? cs : sc);
+        EXPECT_GT(r.len, 0);
+        EXPECT_EQ(r.len % 2, 0) << "odd packet of " << r.len << " bytes";
+        EXPECT_GE(r.time, last) << "time stamps go back";
+        last = r.time;
+      }
+      EXPECT_EQ(cs, st.clientPackets);
+      EXPECT_EQ(sc, st.serverPackets);
+      EXPECT_EQ(mt, st.threadMarkers);
+      if (maxPacket == 300) {
+        EXPECT_GT(st.continuations, 0u);
+      }
+    }
+  }
+}
+
+// The client opens the session: session information first, then the server
+// announces its internal version, and every turn ends with SQ_EOT.
+TEST(TracegenTrace, SessionStartsWithInfoAndInternalVersion) {
+  for (Session s : {Session::InternalVersion, Session::Protocols}) {
+    Trace t = parse(generate(small(s, 3)));
+    ASSERT_EQ(t.error, "");
+    ASSERT_GT(t.records.size(), 8u);
+    const Record& info = t.records[0];
+    EXPECT_STREQ(info.code, "CS");
+    ASSERT_GE(info.data.size(), 4u);
+    EXPECT_EQ(info.data[0] << 8 | info.data[1], 81);  // SQ_INFO
+    const auto& d = info.data;
+    EXPECT_EQ(d[d.size() - 2] << 8 | d[d.size() - 1], 12);  // SQ_EOT
+    const Record& iv = t.records[1];
+    EXPECT_STREQ(iv.code, "SC");
+    std::vector<uint8_t> want = {
+        0, 110, 1, static_cast<uint8_t>(s == Session::Protocols ? 0x3c : 0x36), 0, 12};
+    EXPECT_EQ(iv.data, want);
+    if (s == Session::Protocols) {
+      // Client stream, then server stream: type, length 8, 8 bytes.
+      for (int i : {2, 3}) {
+        ASSERT_EQ(t.records[i].data.size(), 14u);
+        EXPECT_EQ(t.records[i].data[1], 126);
+        EXPECT_EQ(t.records[i].data[3], 8);
+      }
+    }
+  }
+}
+
+TEST(TracegenTrace, ThreadsHaveDistinctDecimalAddresses) {
+  Config cfg = small(Session::InternalVersion, 4);
+  cfg.threads = 9;
+  Trace t = parse(generate(cfg));
+  std::set<std::string> addrs;
+  for (const Record& r : t.records) {
+    if (std::string(r.code) != "MT") continue;
+    // Digits only: the reader's automatic base would stop at a letter.
+    for (char c : r.addr) ASSERT_TRUE(c >= '0' && c <= '9') << r.addr;
+    ASSERT_NE(r.addr[0], '0') << "a leading zero reads as octal";
+    addrs.insert(r.addr);
+  }
+  EXPECT_EQ(addrs.size(), 9u);
+}
+
+TEST(TracegenTrace, SameSeedSameBytesOtherSeedOtherBytes) {
+  Config a = small(Session::Protocols, 42);
+  auto first = generate(a);
+  EXPECT_EQ(first, generate(a));
+  Config b = a;
+  b.seed = 43;
+  EXPECT_NE(first, generate(b));
+}
+
+TEST(TracegenTrace, OperationLimitEndsOnAWholeTurn) {
+  Config cfg = small(Session::InternalVersion, 8);
+  cfg.size = 0;
+  cfg.ops = 50;
+  tracegen::Stats st;
+  Trace t = parse(generate(cfg, &st));
+  ASSERT_EQ(t.error, "");
+  EXPECT_EQ(st.operations, 50u);
+  // No operation is cut short: the trace ends on a whole server turn.
+  ASSERT_FALSE(t.records.empty());
+  const Record& last = t.records.back();
+  EXPECT_STREQ(last.code, "SC");
+  EXPECT_EQ(last.data[last.data.size() - 2] << 8 | last.data.back(), 12);
+}
+
+TEST(TracegenTrace, NewStatementsUntilTheCatalogueIsUsed) {
+  Config cfg = small(Session::InternalVersion, 5);
+  cfg.size = 0;
+  cfg.ops = 400;
+  cfg.statements = 100;
+  cfg.newRatio = 1;
+  tracegen::Stats st;
+  generate(cfg, &st);
+  EXPECT_EQ(st.statementsUsed, 100);
+  cfg.newRatio = 0;
+  generate(cfg, &st);
+  EXPECT_EQ(st.statementsUsed, 1);
+}
+
+TEST(TracegenTrace, ConfigurationChecks) {
+  Config ok;
+  EXPECT_EQ(tracegen::check(ok), "");
+  Config c = ok;
+  c.maxPacket = 301;
+  EXPECT_NE(tracegen::check(c), "");
+  c = ok;
+  c.threads = 65;
+  EXPECT_NE(tracegen::check(c), "");
+  c = ok;
+  c.size = 0;
+  c.ops = 0;
+  EXPECT_NE(tracegen::check(c), "");
+}
+
+// ---- through the whole program ----
+
+struct Listing {
+  int status;
+  std::string out, err;
+};
+
+std::string slurp(FILE* f) {
+  fflush(f);
+  rewind(f);
+  std::string s;
+  char buf[1 << 16];
+  size_t n;
+  while ((n = fread(buf, 1, sizeof buf, f)) > 0) s.append(buf, n);
+  fclose(f);
+  return s;
+}
+
+// Runs wireprint on the bytes in memory, standard output and error captured.
+Listing runWireprint(const std::vector<uint8_t>& bytes, std::vector<std::string> args) {
+  args.insert(args.begin(), "wireprint");
+  args.push_back("trace");
+  std::vector<char*> argv;
+  for (auto& a : args) argv.push_back(a.data());
+  FILE* out = tmpfile();
+  FILE* err = tmpfile();
+  Listing l;
+  {
+    auto run = std::make_unique<wp::Run>();
+    run->out.setStreams(err, out);
+    run->rd.file.openMemory(bytes.data(), bytes.size());
+    l.status = wp::runMain(*run, static_cast<int>(argv.size()), argv.data(),
+                           [](const char*) -> const char* { return nullptr; });
+  }
+  l.out = slurp(out);
+  l.err = slurp(err);
+  return l;
+}
+
+// Every record gets its line in the listing, in order and with its length.
+TEST(TracegenTrace, ProgramListsEveryRecordInOrder) {
+  Config cfg = small(Session::Protocols, 21);
+  cfg.size = 96 << 10;
+  cfg.maxPacket = 400;
+  auto bytes = generate(cfg);
+  Trace t = parse(bytes);
+  ASSERT_EQ(t.error, "");
+  Listing l = runWireprint(bytes, {});
+  ASSERT_EQ(l.status, 0);
+  std::vector<std::string> want, got;
+  for (const Record& r : t.records) {
+    if (std::string(r.code) == "MT")
+      want.push_back("CLIENT THREAD OSTCB ADDRESS: 0x" + r.addr);
+    else
+      want.push_back(std::string(1, r.code[0]) + "->" + r.code[1] + " (" + std::to_string(r.len) +
+                     ")");
+  }
+  ASSERT_GT(want.size(), 100u);
+  size_t at = 0;
+  while ((at = l.out.find('\n', at)) != std::string::npos) {
+    ++at;
+    size_t end = l.out.find_first_of("\n\t", at);
+    std::string head = l.out.substr(at, end == std::string::npos ? end : end - at);
+    if (head.rfind("C->S (", 0) == 0 || head.rfind("S->C (", 0) == 0 ||
+        head.rfind("CLIENT THREAD", 0) == 0)
+      got.push_back(head);
+  }
+  EXPECT_EQ(got, want);
+}
+
+// Counts of lines that begin with `prefix`, and the sum of the numbers that
+// follow it on those lines.
+struct Tally {
+  uint64_t lines = 0;
+  uint64_t sum = 0;
+};
+Tally tally(const std::string& text, const std::string& prefix) {
+  Tally t;
+  size_t at = 0;
+  while ((at = text.find(prefix, at)) != std::string::npos) {
+    if (at == 0 || text[at - 1] == '\n') {
+      ++t.lines;
+      t.sum += strtoull(text.c_str() + at + prefix.size(), nullptr, 10);
+    }
+    at += prefix.size();
+  }
+  return t;
+}
+
+// The decoders walk every generated message in step: no error line, and the
+// rows, puts, binds and errors the generator wrote are the ones listed.
+TEST(TracegenTrace, EveryMessageDecodesInStep) {
+  for (Session s : {Session::InternalVersion, Session::Protocols}) {
+    for (int maxPacket : {32000, 300}) {
+      Config cfg = small(s, 77);
+      cfg.maxPacket = maxPacket;
+      tracegen::Stats st;
+      auto bytes = generate(cfg, &st);
+      for (auto args : std::vector<std::vector<std::string>>{
+               {}, {"-tuple"}, {"-summary", "-stmt_stat", "-per_thread"}, {"-min", "-tuple"}}) {
+        std::string what = std::to_string(maxPacket) + (args.empty() ? "" : " " + args[0]);
+        Listing l = runWireprint(bytes, args);
+        EXPECT_EQ(l.status, 0) << what;
+        EXPECT_EQ(l.err, "") << what;
+        EXPECT_EQ(tally(l.out, "ERROR:").lines, 0u) << what;
+        EXPECT_EQ(tally(l.out, "\tSQ_TUPLE\n").lines, st.tuples) << what;
+        EXPECT_EQ(tally(l.out, "\tSQ_PUT\n").lines, st.puts) << what;
+        EXPECT_EQ(tally(l.out, "\tSQ_BIND\n").lines, st.binds) << what;
+        EXPECT_EQ(tally(l.out, "\tSQ_ERR\n").lines, st.errors) << what;
+        if (args.empty()) {
+          EXPECT_EQ(tally(l.out, "\t\tTuple length: ").sum, st.tupleBytes) << what;
+        }
+      }
+    }
+  }
+}
+
+}  // namespace
