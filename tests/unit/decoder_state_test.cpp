@@ -1,11 +1,12 @@
 // Decoder state that no listing can show: toggles asked for types outside
-// the table, and a request count that would need 32767 messages to reach its
-// ceiling.
+// the table, a request count that would need 32767 messages to reach its
+// ceiling, and the bounds of a packet's list of message types.
 #include <gtest/gtest.h>
 
 #include "harness.h"
 #include "messages/dispatch.h"
 #include "messages/state.h"
+#include "stats/timing.h"
 
 namespace wp {
 namespace {
@@ -27,6 +28,23 @@ TEST(DecoderState, FileRequestCountSaturates) {
   ASSERT_TRUE(h.header());
   while (h.next() == 0) printpacket(h.run());
   EXPECT_EQ(h.run().lob.file_request_num, 32767);
+}
+
+// Types 0 to 140 are recorded (140 lands in the tables' spare slot); the
+// rest, compared unsigned, are not. At most 64 distinct types are kept, and
+// those already kept still count.
+TEST(DecoderState, PacketTypeListBounds) {
+  test::Harness h("");
+  Timing& t = h.run().timing;
+  for (int type : {141, -1, 65535}) store_prev(h.run(), type, 0, 0);
+  EXPECT_EQ(t.g_inopr, 0);
+  for (int type = 140; type >= 0; --type) store_prev(h.run(), type, 0, 0);
+  ASSERT_EQ(t.g_inopr, 64);
+  EXPECT_EQ(t.g_prevs[0].type, 140);
+  EXPECT_EQ(t.g_prevs[63].type, 77);
+  store_prev(h.run(), 100, 0, 0);
+  EXPECT_EQ(t.g_prevs[40].count, 2);
+  EXPECT_EQ(t.g_inopr, 64);
 }
 
 }  // namespace
