@@ -1,7 +1,18 @@
-// libFuzzer target over the whole run: the first two bytes choose options,
-// the rest is the trace. Exit paths report their status instead of exiting.
+// libFuzzer target over the whole run: the first two bytes choose options
+// (the top bit of the second one a multibyte trace code set), the rest is the
+// trace. Exit paths report their status instead of exiting. The locale is
+// UTF-8, so that -isprint and the conversions meet multibyte text.
+//
+// Beside the sanitizers' findings, a run is a finding when its heap grows
+// beyond a fixed multiple of the trace's size, or its listing beyond a fixed
+// multiple of the bytes handed to the decoders: both mean a count from the
+// trace drove work that no input bytes paid for.
+#include <sanitizer/allocator_interface.h>
+
 #include <cstdint>
 #include <cstdio>
+#include <cstdlib>
+#include <cstring>
 #include <memory>
 #include <string>
 #include <vector>
@@ -10,13 +21,39 @@
 
 namespace {
 
+// Generous: the statement statistics keep a record of a few hundred bytes
+// for a statement message of four, and the listing prints a name line of up
+// to twenty characters for a two-byte message type.
+constexpr size_t kHeapPerByte = 128;
+constexpr size_t kHeapBase = size_t{4} << 20;
+constexpr int64_t kListingPerByte = 64;
+constexpr int64_t kListingBase = int64_t{1} << 20;
+
 FILE* sink() {
   static FILE* f = fopen("/dev/null", "w");
   return f;
 }
 
+// Live heap bytes while a run is being measured, and their high mark.
+struct HeapWatch {
+  bool on = false;
+  size_t live = 0, peak = 0;
+} heap;
+
+void onMalloc(const volatile void*, size_t n) {
+  if (!heap.on) return;
+  heap.live += n;
+  if (heap.live > heap.peak) heap.peak = heap.live;
+}
+
+void onFree(const volatile void* p) {
+  if (!heap.on || !p) return;
+  size_t n = __sanitizer_get_allocated_size(const_cast<const void*>(p));
+  heap.live = n < heap.live ? heap.live - n : 0;
+}
+
 std::vector<std::string> optionsFrom(uint8_t a, uint8_t b) {
-  static const char* const kFirst[] = {"-min",    "-tuple",   "-blob",      "-udt",
+  static const char* const kFirst[] = {"-min",     "-tuple",   "-blob",      "-udt",
                                        "-isprint", "-summary", "-stmt_stat", "-cmd_time"};
   static const char* const kSecond[] = {"-order_cnt", "-per_thread", "-nogroup", "-notimestamp",
                                         "-nocsc"};
@@ -34,17 +71,46 @@ std::vector<std::string> optionsFrom(uint8_t a, uint8_t b) {
   return args;
 }
 
+// The trace code set of the current input (WIREPRINT_CODESET), or none.
+const char* traceCodeset = nullptr;
+
+const char* lookup(const char* name) {
+  return strcmp(name, "WIREPRINT_CODESET") == 0 ? traceCodeset : nullptr;
+}
+
 }  // namespace
+
+extern "C" int LLVMFuzzerInitialize(int*, char***) {
+  __sanitizer_install_malloc_and_free_hooks(onMalloc, onFree);
+  setenv("LC_ALL", "C.UTF-8", 1);
+  return 0;
+}
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
   if (size < 2) return 0;
   std::vector<std::string> args = optionsFrom(data[0], data[1]);
+  traceCodeset = data[1] & 0x80 ? "SHIFT_JIS" : nullptr;
   std::vector<char*> argv;
   for (auto& s : args) argv.push_back(s.data());
+  heap = HeapWatch{true, 0, 0};
   auto run = std::make_unique<wp::Run>();
   run->out.setStreams(sink(), sink());
   run->rd.file.openMemory(data + 2, size - 2);
-  wp::runMain(*run, static_cast<int>(argv.size()), argv.data(),
-              [](const char*) -> const char* { return nullptr; });
+  wp::runMain(*run, static_cast<int>(argv.size()), argv.data(), lookup);
+  heap.on = false;
+  int64_t listed = static_cast<int64_t>(run->out.bytesWritten());
+  int64_t served = run->rd.served + static_cast<int64_t>(size);
+  if (getenv("WIREPRINT_FUZZ_SIZES"))
+    fprintf(stderr, "input %zu served %lld heap peak %zu listing %lld\n", size,
+            static_cast<long long>(served), heap.peak, static_cast<long long>(listed));
+  if (heap.peak > kHeapBase + kHeapPerByte * size) {
+    fprintf(stderr, "heap peak of %zu bytes for %zu input bytes\n", heap.peak, size);
+    abort();
+  }
+  if (listed > kListingBase + kListingPerByte * served) {
+    fprintf(stderr, "listing of %lld bytes for %lld bytes decoded\n",
+            static_cast<long long>(listed), static_cast<long long>(served));
+    abort();
+  }
   return 0;
 }

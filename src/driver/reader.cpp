@@ -91,9 +91,10 @@ bool fillPacket(Run& run, const uint8_t* carry, int32_t carrylen, int32_t len) {
   size_t have = keep;
   errno = 0;
   while (have < want) {
-    size_t step = std::min<size_t>(want - have, size_t{1} << 24);
-    if (buf.size() < have + step)
-      buf.resize(std::max<size_t>({have + step, size_t{8192}, buf.size() * 2}));
+    // Doubles only once the bytes already read fill it, so the buffer stays
+    // within twice the data that really arrived.
+    if (buf.size() <= have) buf.resize(std::max<size_t>(8192, std::min(want, 2 * have)));
+    size_t step = std::min(want - have, buf.size() - have);
     size_t got = rd.file.read(buf.data() + have, step);
     have += got;
     if (got < step) {
@@ -183,7 +184,10 @@ int getpacket(Run& run, const uint8_t* carry, int32_t carrylen) {
     }
     run.out.flush();
     ++rd.g_ipkt;
-    if (fork) return 0;
+    if (fork) {
+      rd.served += std::max(rd.packetlen, 0);
+      return 0;
+    }
     if (!thread) break;
   }
 
@@ -233,6 +237,7 @@ int getpacket(Run& run, const uint8_t* carry, int32_t carrylen) {
   run.out.put('\n');
 
   if (!fillPacket(run, carry, carrylen, len)) return -1;
+  rd.served += std::max(rd.packetlen, 0);
 
   if (!first && run.dec.prev_msgtype >= 1 && run.dec.prev_msgtype <= 139)
     chargePrevious(run, rd.time_fl - rd.prev_time_fl);

@@ -20,6 +20,9 @@ struct Reader {
   int32_t g_ipkt = 0;  // records read so far, markers included
   double time_fl = 0, prev_time_fl = 0, very_first_time_fl = 0;
   int32_t not_first_time = 0;
+  // Bytes handed to the decoders; a packet handed again after a fork marker
+  // counts again. Watchdogs bound the listing's size by it.
+  int64_t served = 0;
 
   // Local time text of the last whole second formatted, reused while the
   // seconds do not change.

@@ -8,9 +8,12 @@
 namespace wp {
 
 std::string bytesHere(const Cursor& cur, int32_t n) {
+  // Only the packet's own bytes: what lies beyond packetlen in the buffer is
+  // left over from earlier packets.
   const auto& buf = cur.run.rd.packet;
-  if (n <= 0 || cur.pos < 0 || static_cast<size_t>(cur.pos) >= buf.size()) return {};
-  size_t k = std::min(static_cast<size_t>(n), buf.size() - static_cast<size_t>(cur.pos));
+  size_t end = std::min(buf.size(), static_cast<size_t>(std::max(cur.run.rd.packetlen, 0)));
+  if (n <= 0 || cur.pos < 0 || static_cast<size_t>(cur.pos) >= end) return {};
+  size_t k = std::min(static_cast<size_t>(n), end - static_cast<size_t>(cur.pos));
   return std::string(reinterpret_cast<const char*>(cur.ptr()), k);
 }
 

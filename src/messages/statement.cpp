@@ -94,7 +94,8 @@ void skipData(Cursor& cur, int32_t n) {
     n -= k;
     part = k;
   }
-  if (part & 1) cur.advance(1);
+  // The pad byte may be the next packet's first.
+  if (part & 1) cur.skip(1);
 }
 
 // PUT data: every row is padded to an even size, so 3 rows of 5 bytes take 18.
@@ -302,9 +303,8 @@ void decodePut(Run& run, Cursor& cur) {
     if (!quiet) run.out.printf("\t\t# rows..........: %hd\n", r);
   }
   // Each row counts as a message of its own in the statement statistics.
-  if (run.opt.stmtstats)
-    for (int32_t i = 1; i < rows; ++i)
-      store_prev(run, run.dec.msgtype, run.thr.cur->index, run.thr.cur->stmtid);
+  if (run.opt.stmtstats && rows > 1)
+    store_prev(run, run.dec.msgtype, run.thr.cur->index, run.thr.cur->stmtid, rows - 1);
   int32_t data = putDataSize(rowSize, rows);
   if (run.opt.dump_tuple)
     hexdump(cur, data);

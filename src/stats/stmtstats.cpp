@@ -197,7 +197,7 @@ void stmt_stat(Run& run, int32_t thread, int32_t id, int32_t type, int32_t, int3
     return;
   }
   if (StmtMsgStat* m = entryFor(s->msgs, type)) {
-    m->count += count;
+    m->count = addCount(m->count, count);
     m->total += time;
     if (time < m->min) m->min = time;
     if (time > m->max) m->max = time;
@@ -210,7 +210,7 @@ void stmt_stat(Run& run, int32_t thread, int32_t id, int32_t type, int32_t, int3
     }
     run.dbg("... allocated new\n");
   }
-  s->messages += 1;
+  s->messages = addCount(s->messages, 1);
   s->total += time;
 }
 
@@ -240,7 +240,7 @@ void group_stmts(Run& run, int32_t per_thread) {
       StmtStat& g = groups[it->second];
       for (const StmtMsgStat& m : s.msgs) {
         if (StmtMsgStat* e = entryFor(g.msgs, m.type)) {
-          e->count += m.count;
+          e->count = addCount(e->count, m.count);
           e->spare += m.spare;
           e->total += m.total;
           e->min = std::min(e->min, m.min);
@@ -249,7 +249,7 @@ void group_stmts(Run& run, int32_t per_thread) {
           g.msgs.push_back(m);
         }
       }
-      g.messages += s.messages;
+      g.messages = addCount(g.messages, s.messages);
       g.total += s.total;
     }
     st.list.swap(groups);

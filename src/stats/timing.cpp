@@ -33,20 +33,21 @@ void MsgStats::reset() {
   }
 }
 
-void store_prev(Run& run, int32_t type, int32_t thread, int32_t stmtid) {
+void store_prev(Run& run, int32_t type, int32_t thread, int32_t stmtid, int32_t times) {
+  if (times <= 0) return;
   // Negative types compare as huge; 140 still fits the tables' spare slot.
   if (static_cast<uint32_t>(type) > kNumTypes) return;
   Timing& t = run.timing;
   for (int32_t i = 0; i < t.g_inopr; ++i) {
     if (t.g_prevs[i].type == type) {
-      ++t.g_prevs[i].count;
+      t.g_prevs[i].count = addCount(t.g_prevs[i].count, times);
       return;
     }
   }
   // A full list drops further distinct types: they are neither counted nor
   // timed.
   if (t.g_inopr >= Timing::kMaxPrevs) return;
-  t.g_prevs[t.g_inopr++] = PrevEntry{type, 1, thread, stmtid};
+  t.g_prevs[t.g_inopr++] = PrevEntry{type, times, thread, stmtid};
 }
 
 void chargePrevious(Run& run, double elapsed) {
@@ -62,7 +63,7 @@ void chargePrevious(Run& run, double elapsed) {
     const PrevEntry& e = t.g_prevs[i];
     run.dbg("PrevCmd[%d]: %s cnt=%d stats_ptr=%x\n", i, sqmsgname(e.type), e.count,
             static_cast<unsigned>(reinterpret_cast<uintptr_t>(t.stats_ptr)));
-    s.count[e.type] += e.count;
+    s.count[e.type] = addCount(s.count[e.type], e.count);
     bool isTimed = timed(e.type);
     if (isTimed) {
       s.total[e.type] += share;

@@ -2,6 +2,7 @@
 // messages of the packet being decoded, client and server+network time.
 #pragma once
 
+#include <algorithm>
 #include <cstdint>
 
 #include "driver/msgtable.h"
@@ -37,10 +38,17 @@ struct Timing {
   double c_to_s_fl = 0, s_to_c_fl = 0, client_time_fl = 0, server_time_fl = 0;
 };
 
-// Records one decoded message of the current packet. The dispatcher calls it
-// after every message; with "-stmt_stat" the PUT and VPUT decoders call it
-// once more for each row after the first, so that every row counts.
-void store_prev(Run& run, int32_t type, int32_t thread, int32_t stmtid);
+// Message counts stop at the largest int32 instead of wrapping: a PUT may
+// claim two billion rows, and a long trace may repeat one.
+inline int32_t addCount(int32_t a, int64_t b) {
+  return static_cast<int32_t>(std::clamp<int64_t>(a + b, INT32_MIN, INT32_MAX));
+}
+
+// Records one decoded message of the current packet (`times` of them at
+// once). The dispatcher calls it after every message; with "-stmt_stat" the
+// PUT and VPUT decoders add one more for each row after the first, so that
+// every row counts.
+void store_prev(Run& run, int32_t type, int32_t thread, int32_t stmtid, int32_t times = 1);
 // At a data-carrying packet after the first: shares the time since the
 // previous packet among the messages recorded for it.
 void chargePrevious(Run& run, double elapsed);

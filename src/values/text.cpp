@@ -211,7 +211,7 @@ void printchar(Cursor& cur, int32_t len) {
   }
   cur.advance(rest);
   // Only the part in the last packet decides the pad byte.
-  if (rest & 1) cur.advance(1);
+  if (rest & 1) cur.skip(1);
 }
 
 }  // namespace wp

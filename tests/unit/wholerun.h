@@ -1,0 +1,68 @@
+// The whole program over trace bytes held in memory, with standard output and
+// error muted, measured: exit status, time taken, size of the listing, and
+// the heap's high mark.
+#pragma once
+
+#include <chrono>
+#include <cstdio>
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "driver/run.h"
+#include "heapprobe.h"
+#include "tracec.h"
+
+namespace wp::test {
+
+// What any run holds on the heap: its state, the 64 KB listing buffer and
+// the packet buffer's first 8 KB.
+constexpr size_t kRunHeap = 128 * 1024;
+
+struct Outcome {
+  int status = -1;
+  double seconds = 0;
+  int64_t listing = 0;  // bytes of the listing
+  int64_t served = 0;   // bytes handed to the decoders
+  size_t heap = 0;      // most heap bytes live at once, the run's state included
+  std::string text;     // the listing, when asked for
+};
+
+inline Outcome runWhole(const std::vector<uint8_t>& bytes, std::vector<std::string> args,
+                        bool keepListing = false) {
+  static FILE* null = fopen("/dev/null", "w");
+  args.insert(args.begin(), "wireprint");
+  args.push_back("trace");
+  std::vector<char*> argv;
+  for (auto& a : args) argv.push_back(a.data());
+  FILE* listing = keepListing ? tmpfile() : null;
+  heapProbeStart();
+  auto run = std::make_unique<Run>();
+  run->out.setStreams(null, listing);
+  run->rd.file.openMemory(bytes.data(), bytes.size());
+  Outcome o;
+  auto start = std::chrono::steady_clock::now();
+  o.status = runMain(*run, static_cast<int>(argv.size()), argv.data(),
+                     [](const char*) -> const char* { return nullptr; });
+  o.seconds = std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count();
+  o.listing = static_cast<int64_t>(run->out.bytesWritten());
+  o.served = run->rd.served;
+  o.heap = heapProbeStop();
+  run.reset();  // flushes the listing
+  if (keepListing) {
+    rewind(listing);
+    char buf[4096];
+    size_t n;
+    while ((n = fread(buf, 1, sizeof buf, listing)) > 0) o.text.append(buf, n);
+    fclose(listing);
+  }
+  return o;
+}
+
+inline std::vector<uint8_t> compiled(const std::string& description) {
+  tracec::Result r = tracec::compile(description);
+  EXPECT_TRUE(r.ok()) << r.error;
+  return r.bytes;
+}
+
+}  // namespace wp::test
