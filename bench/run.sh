@@ -5,9 +5,8 @@
 #                [--dir DIR] [--build DIR | --bin DIR] [--keep]
 #
 # Builds wireprint and tracegen (optimised, in --build, default build-bench; or
-# takes them as built in --bin),
-# generates seeded traces in --dir (default ${TMPDIR:-/tmp}/wireprint-bench),
-# then on the same traces:
+# takes them as built in --bin), generates seeded traces in --dir (default
+# ${TMPDIR:-/tmp}/wireprint-bench), then on the same traces:
 #   - times wireprint (default, -tuple, -summary -stmt_stat, line-flushed) and
 #     xxd on the --size trace: input MB/s, output MB/s, lines/s, peak memory,
 #     and the ratios between them;
@@ -17,7 +16,8 @@
 #     trace, and checks that standard output and standard error are
 #     byte-identical both ways (also with WIREPRINTDBG=1 on a small trace);
 #   - times -summary -stmt_stat on a trace with --statements distinct statements.
-# Each timing is the best of --runs runs. Traces are kept for the next run
+# Each timing is the best of --runs runs; a closing table shows the targets,
+# met or not (scaling judged by CPU time). Traces are kept for the next run
 # (same name, same bytes); --keep also keeps the listings of the checks.
 set -euo pipefail
 
@@ -39,7 +39,7 @@ while [ $# -gt 0 ]; do
     --build) build=$2; shift 2 ;;
     --bin) bin=$2; shift 2 ;;
     --keep) keep=1; shift ;;
-    -h|--help) sed -n '2,23p' "$0"; exit 0 ;;
+    -h|--help) sed -n '2,/^set -euo/p' "$0" | sed '$d'; exit 0 ;;
     *) echo "bench/run.sh: unknown option $1" >&2; exit 2 ;;
   esac
 done
