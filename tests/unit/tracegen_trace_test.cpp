@@ -342,8 +342,12 @@ TEST(TracegenTrace, EveryMessageDecodesInStep) {
       cfg.maxPacket = maxPacket;
       tracegen::Stats st;
       auto bytes = generate(cfg, &st);
-      for (auto args : std::vector<std::vector<std::string>>{
-               {}, {"-tuple"}, {"-summary", "-stmt_stat", "-per_thread"}, {"-min", "-tuple"}}) {
+      for (auto args :
+           std::vector<std::vector<std::string>>{{},
+                                                 {"-tuple"},
+                                                 {"-summary", "-stmt_stat", "-per_thread"},
+                                                 {"-min", "-tuple"},
+                                                 {"-udt", "-blob", "-isprint", "-cmd_time"}}) {
         std::string what = std::to_string(maxPacket) + (args.empty() ? "" : " " + args[0]);
         Listing l = runWireprint(bytes, args);
         EXPECT_EQ(l.status, 0) << what;
