@@ -54,15 +54,6 @@ char* text(char* o, char* end, const char* s, size_t n, bool left, int width) {
   return o;
 }
 
-// Eight bytes of a format, which may run past its end (but not into the next
-// page): not a fault, so the address checker of sanitized builds is told to
-// let it be.
-__attribute__((no_sanitize_address)) inline uint64_t loadWord(const char* p) {
-  uint64_t w;
-  __builtin_memcpy(&w, p, 8);
-  return w;
-}
-
 // Bytes of v that are zero, flagged in their top bit (the lowest flag is
 // exact; flags above a zero byte may be spurious).
 inline uint64_t zeroBytes(uint64_t v) {
@@ -76,12 +67,15 @@ bool formatFast(char* dst, size_t room, const char* fmt, va_list ap, size_t* len
   char* o = dst;
   char* end = dst + room;
   const char* p = fmt;
+  // Words are read only within the format text: a read past its NUL, even
+  // one that stays in the page, is outside the object.
+  const char* fmtEnd = fmt + strlen(fmt);
   for (;;) {
-    // Literal text, eight bytes at a time up to the next '%' or the end. A
-    // word is read only where it cannot cross into the next page.
+    // Literal text, eight bytes at a time up to the next '%' or the end.
     for (;;) {
-      if ((reinterpret_cast<uintptr_t>(p) & 4095) <= 4088 && end - o >= 8) {
-        uint64_t w = loadWord(p);
+      if (fmtEnd - p >= 8 && end - o >= 8) {
+        uint64_t w;
+        memcpy(&w, p, 8);
         memcpy(o, &w, 8);
         uint64_t stop = zeroBytes(w) | zeroBytes(w ^ 0x2525252525252525ULL);
         if (!stop) {

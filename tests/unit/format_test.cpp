@@ -129,6 +129,7 @@ TEST(FormatFast, RandomIntegersMatch) {
                              INT_MIN, UINT_MAX, LLONG_MAX, LLONG_MIN, 1000000, -999999};
   for (int i = 0; i < 20000; ++i) {
     long long v = i < 18 ? edges[i] : static_cast<long long>(rng() >> (rng() % 64));
+    // Negated as unsigned: LLONG_MIN stays itself.
     if (rng() & 1) v = static_cast<long long>(0ULL - static_cast<unsigned long long>(v));
     int w = static_cast<int>(rng() % 24) - 4;
     int p = static_cast<int>(rng() % 24) - 4;
