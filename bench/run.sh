@@ -85,11 +85,14 @@ trace() {  # name size [tracegen options...]
 
 # One run of a command with stdout to /dev/null: sets T (wall seconds), C (CPU
 # seconds, user and system) and M (peak resident kB).
-# Bash's own timing gives milliseconds; /usr/bin/time adds the peak size.
+# Bash's own timing gives milliseconds; /usr/bin/time adds the peak size
+# (shown as 0 where it is not installed).
+memtool=()
+[ -x /usr/bin/time ] && memtool=(/usr/bin/time -f "%M" -o "$dir/mem.out")
 timeonce() {
   local TIMEFORMAT='%3R %3U %3S' u s
-  { time /usr/bin/time -f "%M" -o "$dir/mem.out" "$@" >/dev/null 2>"$dir/time.err"; } \
-    2>"$dir/time.out"
+  echo 0 >"$dir/mem.out"
+  { time "${memtool[@]}" "$@" >/dev/null 2>"$dir/time.err"; } 2>"$dir/time.out"
   read -r T u s <"$dir/time.out"
   C=$(awk -v u="$u" -v s="$s" 'BEGIN { printf "%.3f", u + s }')
   M=$(tail -1 "$dir/mem.out")
@@ -148,7 +151,12 @@ measure "wireprint" "$wp" "$big"
 measure "wireprint -tuple" "$wp" -tuple "$big"
 measure "wireprint -summary -stmt_stat" "$wp" -summary -stmt_stat "$big"
 measure "wireprint (line-flushed)" env WIREPRINT_LINEFLUSH=1 "$wp" "$big"
-measure "xxd" xxd "$big"
+if command -v xxd >/dev/null; then
+  measure "xxd" xxd "$big"
+else
+  echo "xxd not found: no outside reference"
+  SEC[xxd]=0 CPU[xxd]=0
+fi
 
 echo
 echo "== ratios (input throughput)"

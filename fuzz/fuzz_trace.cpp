@@ -1,5 +1,7 @@
-// libFuzzer target over the whole run: the first two bytes choose options,
-// the rest is the trace. Exit paths report their status instead of exiting.
+// libFuzzer target over the whole run: the first two bytes choose options
+// (the top bit of the second one a multibyte trace code set), the rest is the
+// trace. Exit paths report their status instead of exiting. The locale is
+// UTF-8, so that -isprint and the conversions meet multibyte text.
 //
 // Beside the sanitizers' findings, a run is a finding when its heap grows
 // beyond a fixed multiple of the trace's size, or its listing beyond a fixed
@@ -10,6 +12,7 @@
 #include <cstdint>
 #include <cstdio>
 #include <cstdlib>
+#include <cstring>
 #include <memory>
 #include <string>
 #include <vector>
@@ -68,24 +71,32 @@ std::vector<std::string> optionsFrom(uint8_t a, uint8_t b) {
   return args;
 }
 
+// The trace code set of the current input (WIREPRINT_CODESET), or none.
+const char* traceCodeset = nullptr;
+
+const char* lookup(const char* name) {
+  return strcmp(name, "WIREPRINT_CODESET") == 0 ? traceCodeset : nullptr;
+}
+
 }  // namespace
 
 extern "C" int LLVMFuzzerInitialize(int*, char***) {
   __sanitizer_install_malloc_and_free_hooks(onMalloc, onFree);
+  setenv("LC_ALL", "C.UTF-8", 1);
   return 0;
 }
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
   if (size < 2) return 0;
   std::vector<std::string> args = optionsFrom(data[0], data[1]);
+  traceCodeset = data[1] & 0x80 ? "SHIFT_JIS" : nullptr;
   std::vector<char*> argv;
   for (auto& s : args) argv.push_back(s.data());
   heap = HeapWatch{true, 0, 0};
   auto run = std::make_unique<wp::Run>();
   run->out.setStreams(sink(), sink());
   run->rd.file.openMemory(data + 2, size - 2);
-  wp::runMain(*run, static_cast<int>(argv.size()), argv.data(),
-              [](const char*) -> const char* { return nullptr; });
+  wp::runMain(*run, static_cast<int>(argv.size()), argv.data(), lookup);
   heap.on = false;
   int64_t listed = static_cast<int64_t>(run->out.bytesWritten());
   int64_t served = run->rd.served + static_cast<int64_t>(size);

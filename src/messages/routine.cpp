@@ -313,8 +313,8 @@ void decodeIdescribe(Run& run, Cursor& cur) {
   if (!run.opt.min) run.out.printf("\t\t# input fields.....: %hd\n", n);
   std::vector<InputField> fields;
   try {
-    fields.resize(n > 0 ? static_cast<size_t>(n) : 0);
-    for (InputField& f : fields) readInputField(run, cur, f);
+    // Grown as fields arrive: a wild count cannot allocate ahead of the bytes.
+    for (int16_t i = 0; i < n; ++i) readInputField(run, cur, fields.emplace_back());
   } catch (const std::bad_alloc&) {
     fields.clear();
     run.out.printf("\nERROR:  Out of Memory.  Reset message to skip forward to next packet!\n");
@@ -332,8 +332,8 @@ void decodeVput(Run& run, Cursor& cur) {
   bool show = !run.opt.min;
   int16_t n = cur.i16();
   if (show) o.printf("\t\t# rows..........: %hd\n", n);
-  std::vector<int32_t> sizes(n > 0 ? static_cast<size_t>(n) : 0);
-  for (int32_t& size : sizes) size = cur.i32();
+  std::vector<int32_t> sizes;
+  for (int16_t i = 0; i < n; ++i) sizes.push_back(cur.i32());
   if (show && !run.opt.dump_tuple) {
     o.printf("\t\tSizes of data rows:");
     for (int32_t size : sizes) o.printf(" %d", size);
@@ -346,7 +346,7 @@ void decodeVput(Run& run, Cursor& cur) {
   double bytes = 0;
   for (size_t i = 0; i < sizes.size(); ++i) {
     int32_t size = sizes[i] > 0 ? sizes[i] : 0;
-    bytes += size + (size & 1);
+    bytes += static_cast<double>(size) + (size & 1);
     if (run.opt.dump_tuple) {
       if (show) o.printf("\t\tSize of data row(%hd): %d\n", static_cast<int16_t>(i), sizes[i]);
       hexdump(cur, size);

@@ -1,6 +1,6 @@
 // The whole program over trace bytes held in memory, with standard output and
 // error muted, measured: exit status, time taken, size of the listing, and
-// the size of every buffer that a length in the trace can grow.
+// the heap's high mark.
 #pragma once
 
 #include <chrono>
@@ -10,27 +10,23 @@
 #include <vector>
 
 #include "driver/run.h"
+#include "heapprobe.h"
 #include "tracec.h"
 
 namespace wp::test {
+
+// What any run holds on the heap: its state, the 64 KB listing buffer and
+// the packet buffer's first 8 KB.
+constexpr size_t kRunHeap = 128 * 1024;
 
 struct Outcome {
   int status = -1;
   double seconds = 0;
   int64_t listing = 0;  // bytes of the listing
   int64_t served = 0;   // bytes handed to the decoders
-  size_t buffers = 0;   // bytes held by the run's growable buffers at the end
+  size_t heap = 0;      // most heap bytes live at once, the run's state included
   std::string text;     // the listing, when asked for
 };
-
-// What the run keeps in buffers sized by the trace: the packet, printstring's
-// text, the converted text, the statement texts and their message tables.
-inline size_t bufferBytes(const Run& run) {
-  size_t n = run.rd.packet.capacity() + run.textbuf.capacity() + run.cs.rubuf.capacity();
-  for (const StmtStat& s : run.stmts.list)
-    n += sizeof s + s.text.capacity() + s.msgs.capacity() * sizeof(StmtMsgStat);
-  return n;
-}
 
 inline Outcome runWhole(const std::vector<uint8_t>& bytes, std::vector<std::string> args,
                         bool keepListing = false) {
@@ -40,6 +36,7 @@ inline Outcome runWhole(const std::vector<uint8_t>& bytes, std::vector<std::stri
   std::vector<char*> argv;
   for (auto& a : args) argv.push_back(a.data());
   FILE* listing = keepListing ? tmpfile() : null;
+  heapProbeStart();
   auto run = std::make_unique<Run>();
   run->out.setStreams(null, listing);
   run->rd.file.openMemory(bytes.data(), bytes.size());
@@ -50,7 +47,7 @@ inline Outcome runWhole(const std::vector<uint8_t>& bytes, std::vector<std::stri
   o.seconds = std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count();
   o.listing = static_cast<int64_t>(run->out.bytesWritten());
   o.served = run->rd.served;
-  o.buffers = bufferBytes(*run);
+  o.heap = heapProbeStop();
   run.reset();  // flushes the listing
   if (keepListing) {
     rewind(listing);
