@@ -1,5 +1,6 @@
 // libFuzzer target over the whole run: the first two bytes choose options
-// (the top bit of the second one a multibyte trace code set), the rest is the
+// (the top bit of the second one a multibyte trace code set, and with -nocsc,
+// which leaves that code set unused, the debug lines too), the rest is the
 // trace. Exit paths report their status instead of exiting. The locale is
 // UTF-8, so that -isprint and the conversions meet multibyte text.
 //
@@ -71,11 +72,15 @@ std::vector<std::string> optionsFrom(uint8_t a, uint8_t b) {
   return args;
 }
 
-// The trace code set of the current input (WIREPRINT_CODESET), or none.
+// The environment of the current input: the trace code set and the debug
+// switch, or nothing.
 const char* traceCodeset = nullptr;
+const char* debugLevel = nullptr;
 
 const char* lookup(const char* name) {
-  return strcmp(name, "WIREPRINT_CODESET") == 0 ? traceCodeset : nullptr;
+  if (strcmp(name, "WIREPRINT_CODESET") == 0) return traceCodeset;
+  if (strcmp(name, "WIREPRINTDBG") == 0) return debugLevel;
+  return nullptr;
 }
 
 }  // namespace
@@ -90,6 +95,7 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
   if (size < 2) return 0;
   std::vector<std::string> args = optionsFrom(data[0], data[1]);
   traceCodeset = data[1] & 0x80 ? "SHIFT_JIS" : nullptr;
+  debugLevel = (data[1] & 0xc0) == 0xc0 ? "1" : nullptr;
   std::vector<char*> argv;
   for (auto& s : args) argv.push_back(s.data());
   heap = HeapWatch{true, 0, 0};
