@@ -1,5 +1,6 @@
 // Micro-benchmarks of the paths every byte of a trace goes through: the packet
-// header line, the hex dump of -tuple, and whole runs over generated traces.
+// header line, the hex dump of -tuple, statement normalisation, and whole runs
+// over generated traces.
 //
 //   build-bench/wireprint_micro [--benchmark_filter=REGEX]
 #include <benchmark/benchmark.h>
@@ -13,6 +14,7 @@
 #include "driver/cursor.h"
 #include "driver/reader.h"
 #include "driver/run.h"
+#include "stats/stmtstats.h"
 #include "tracegen.h"
 #include "values/text.h"
 
@@ -87,6 +89,25 @@ void BM_PacketHeaders(benchmark::State& state) {
   state.SetBytesProcessed(state.iterations() * static_cast<int64_t>(bytes.size()));
 }
 BENCHMARK(BM_PacketHeaders)->Arg(0)->Arg(1);
+
+// Normalising the generator's statement texts, as -stmt_stat does for every
+// COMMAND and PREPARE.
+void BM_NormaliseSql(benchmark::State& state) {
+  tracegen::Config cfg;
+  cfg.statements = 1000;
+  auto texts = tracegen::statementTexts(cfg, 3);
+  int64_t bytes = 0;
+  for (auto& t : texts) bytes += static_cast<int64_t>(t.size());
+  for (auto _ : state) {
+    for (auto& t : texts) {
+      std::string n = wp::normaliseSql(t.data(), static_cast<int32_t>(t.size()));
+      benchmark::DoNotOptimize(n.data());
+    }
+  }
+  state.SetItemsProcessed(state.iterations() * static_cast<int64_t>(texts.size()));
+  state.SetBytesProcessed(state.iterations() * bytes);
+}
+BENCHMARK(BM_NormaliseSql);
 
 const std::vector<uint8_t>& generated() {
   static std::vector<uint8_t> bytes = [] {

@@ -56,17 +56,6 @@ TEST(Cursor, GetBytesFollowsPacketsWithNothingCarried) {
   EXPECT_EQ(c.getShort(), 'f' << 8 | 'g');
 }
 
-TEST(Cursor, SignedFieldsAreSignExtended) {
-  Harness h("CS { hex ffff 8000 80000000 ff }\n");
-  ASSERT_TRUE(h.header());
-  ASSERT_EQ(h.next(), 0);
-  Cursor c(h.run());
-  EXPECT_EQ(c.i16(), -1);
-  EXPECT_EQ(c.i16(), -32768);
-  EXPECT_EQ(c.i32(), INT32_MIN);
-  EXPECT_EQ(c.u8(), 0xff);
-}
-
 TEST(Cursor, RefillAtEndOfFileEndsTheRunWithStatusOne) {
   Harness h("CS { hex 01 }\n");
   ASSERT_TRUE(h.header());

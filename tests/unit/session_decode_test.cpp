@@ -1,6 +1,5 @@
-// Session, database and connection messages whose fields straddle packets
-// decode as when they do not, and the connection table follows the
-// connection messages.
+// Session, database and connection messages whose fields straddle packets,
+// split at every even position, decode as when they do not.
 #include <gtest/gtest.h>
 
 #include <cstdio>
@@ -98,107 +97,6 @@ TEST(SessionDecode, FieldsAcrossPacketsDecodeAsInOnePacket) {
       test::Harness two(split);
       EXPECT_EQ(messageLines(decodeAll(two)), expected);
     }
-  }
-}
-
-TEST(SessionDecode, ConnectCopiesTheThreadAndItsStatement) {
-  test::Harness h("MT \"0x44\"\nCS 1 { msg SQ_CONNECT short 0 short 0 str \"c1\" }\n");
-  ASSERT_TRUE(h.header());
-  ASSERT_EQ(h.next(), 0);
-  h.run().thr.cur->stmtid = 77;
-  printpacket(h.run());
-  Threads& t = h.run().thr;
-  EXPECT_EQ(t.cur, &t.tab[1]);
-  EXPECT_EQ(t.tab[1].inuse, 1);
-  EXPECT_EQ(t.tab[1].index, 1);
-  EXPECT_EQ(t.tab[1].key, 0x44);
-  EXPECT_EQ(t.tab[1].stmtid, 77);
-  EXPECT_EQ(t.tab[1].active, 1);
-  EXPECT_STREQ(t.tab[1].name, "c1");
-  EXPECT_EQ(t.tab[0].active, 0);
-  EXPECT_EQ(t.plast, &t.tab[0]);
-}
-
-TEST(SessionDecode, LongConnectionNamesKeep255Bytes) {
-  std::string name(300, 'n');
-  name[254] = 'x';
-  name[255] = 'y';
-  std::string other = name.substr(0, 255) + "zzz";  // differs only past 255
-  test::Harness h("CS 1 { msg SQ_CONNECT short 0 short 0 str \"" + name +
-                  "\" msg SQ_CONNECT short 1 short 0 short 0 }\n"
-                  "CS 2 { msg SQ_SETCONN short 0 short 0 str \"" +
-                  other + "\" }\n");
-  std::string out = decodeAll(h);
-  Threads& t = h.run().thr;
-  EXPECT_EQ(std::string(t.tab[1].name), name.substr(0, 255));
-  EXPECT_EQ(t.tab[1].name[255], '\0');
-  EXPECT_EQ(t.cur, &t.tab[1]);
-  // The whole wire name is still listed.
-  EXPECT_NE(out.find("\"" + name + "\" [300]"), std::string::npos);
-}
-
-TEST(SessionDecode, NameAcrossPacketsIsTheKey) {
-  test::Harness h(
-      "CS 1 { msg SQ_CONNECT short 0 short 0 short 6 text \"ab\" }\n"
-      "CS 2 { text \"cdef\" }\n"
-      "CS 3 { msg SQ_CONNECT short 0 short 0 str \"q\" }\n"
-      "CS 4 { msg SQ_SETCONN short 0 short 0 str \"abcde\" }\n");
-  decodeAll(h);
-  Threads& t = h.run().thr;
-  EXPECT_STREQ(t.tab[1].name, "abcdef");
-  EXPECT_EQ(t.cur, &t.tab[1]);
-  EXPECT_EQ(t.tab[2].active, 0);
-}
-
-TEST(SessionDecode, DisconnectsClearWholeEntries) {
-  struct {
-    const char* name;
-    const char* ops;
-    int cur;           // entry in use afterwards
-    const char* used;  // used flags of entries 0..4
-  } rows[] = {
-      {"current after connect",
-       "msg SQ_CONNECT short 0 short 0 str \"a\" "
-       "msg SQ_DISCONNECT short 3 short 0 short 0",
-       0, "10000"},
-      {"current without a previous entry", "msg SQ_DISCONNECT short 3 short 0 short 0", 0, "00000"},
-      {"default is the unnamed entry",
-       "msg SQ_CONNECT short 0 short 0 str \"a\" "
-       "msg SQ_DISCONNECT short 1 short 0 short 0",
-       0, "01000"},
-      {"named by prefix",
-       "msg SQ_CONNECT short 0 short 0 str \"abc\" "
-       "msg SQ_CONNECT short 0 short 0 str \"abd\" "
-       "msg SQ_DISCONNECT short 0 short 0 str \"ab\"",
-       2, "10100"},
-      {"all of the thread",
-       "msg SQ_CONNECT short 0 short 0 str \"a\" "
-       "msg SQ_CONNECT short 0 short 0 str \"b\" "
-       "msg SQ_DISCONNECT short 2 short 0 short 0",
-       2, "00000"},
-      {"no match changes nothing",
-       "msg SQ_CONNECT short 0 short 0 str \"a\" "
-       "msg SQ_DISCONNECT short 0 short 0 str \"b\" "
-       "msg SQ_DISCONNECT short 9 short 0 short 0",
-       1, "11000"},
-      {"connect current or all changes nothing",
-       "msg SQ_CONNECT short 3 short 0 short 0 msg SQ_CONNECT short 2 short 0 short 0", 0, "10000"},
-  };
-  for (auto& r : rows) {
-    SCOPED_TRACE(r.name);
-    test::Harness h(std::string("CS 1 { ") + r.ops + " }\n");
-    decodeAll(h);
-    Threads& t = h.run().thr;
-    std::string used;
-    for (int i = 0; i < 5; ++i) used += t.tab[i].inuse ? '1' : '0';
-    EXPECT_EQ(used, r.used);
-    EXPECT_EQ(t.cur - t.tab, r.cur);
-    for (int i = 0; i < 5; ++i)
-      if (!t.tab[i].inuse) {
-        EXPECT_EQ(t.tab[i].name[0], '\0');
-        EXPECT_EQ(t.tab[i].key, 0);
-        EXPECT_EQ(t.tab[i].active, 0);
-      }
   }
 }
 

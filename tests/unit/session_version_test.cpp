@@ -59,54 +59,37 @@ TEST(SessionVersion, LadderRows) {
   for (auto& r : rows) EXPECT_EQ(versionMask(r.version), r.mask) << r.version;
 }
 
-std::string decodeAll(test::Harness& h) {
-  EXPECT_TRUE(h.header());
-  while (h.next() == 0) printpacket(h.run());
-  return h.listing();
-}
-
-// A reply's version (with the request before it) through the decoder.
-CapVector afterVersion(const std::string& text, const std::string& before = "") {
-  test::Harness h(before + "CS 1 { msg SQ_VERSION }\nSC 2 { msg SQ_VERSION str \"" + text +
-                  "\" }\n");
-  decodeAll(h);
-  EXPECT_EQ(h.run().caps.sub_sprotocolver.low64(), h.run().caps.protocolver.low64());
-  return h.run().caps.protocolver;
-}
-
-TEST(SessionVersion, ReplySetsBitsInByteOrder) {
-  CapVector v = afterVersion("9.40.UC1");
-  EXPECT_EQ(v.b[0], 0x38);
-  EXPECT_EQ(v.b[1], 0xa0);
-  EXPECT_FALSE(v.has(7));  // 0x80 of byte 0: the two newest rows lack it
-  EXPECT_TRUE(v.has(1, 0x20));
-  v = afterVersion("8.40.FC2");
-  EXPECT_EQ(v.low64(), 0x202080u);
-  EXPECT_TRUE(v.has(7));
-  EXPECT_TRUE(v.has(21));
-  // Only the first 8 bytes count: "xxxxxxx9" filters to "9", which sorts
-  // between "8.40" and "9.00".
-  EXPECT_EQ(afterVersion("xxxxxxx9.40").low64(), 0x202080u);
-  EXPECT_EQ(afterVersion("7.31.UC1").low64(), 0x40c2u);
-  EXPECT_EQ(afterVersion("8.00").low64(), 0x80u);
-  EXPECT_EQ(afterVersion("5.10").low64(), 0u);
-}
-
-TEST(SessionVersion, InternalVersionTakesPrecedence) {
-  CapVector v = afterVersion("9.40", "SC 0 { msg SQ_INTERNALVER short 310 }\n");
-  EXPECT_EQ(v.b[0], 0x3c);
-  EXPECT_EQ(v.b[1], 0xbf);
-  EXPECT_EQ(v.b[2], 0x80);
-}
-
-TEST(SessionVersion, MaskAddsToBitsAlreadySet) {
-  // Without an internal version the first exchange is the client's and sets
-  // the vector in force; the ladder then adds its bits to it.
-  CapVector v = afterVersion("9.03",
-                             "CS 0 { msg SQ_PROTOCOLS short 2 hex 01 02 }\n"
-                             "SC 0 { msg SQ_PROTOCOLS short 2 hex 03 06 }\n");
-  EXPECT_EQ(v.b[0], 0xb8 | 0x01);
-  EXPECT_EQ(v.b[1], 0x02);
+// The set in force after a version reply (with its request before it), as
+// the first 8 bytes read little-endian; the answering stream follows it.
+TEST(SessionVersion, ReplyAddsTheLadderBits) {
+  struct {
+    const char* before;
+    const char* text;
+    uint64_t mask;
+  } cases[] = {
+      {"", "9.40.UC1", 0xa038},  // byte 0 without 0x80: the two newest rows lack it
+      {"", "8.40.FC2", 0x202080},
+      // Only the first 8 bytes count: "xxxxxxx9" filters to "9", between 8.40
+      // and 9.00.
+      {"", "xxxxxxx9.40", 0x202080},
+      {"", "7.31.UC1", 0x40c2},
+      {"", "8.00", 0x80},
+      {"", "5.10", 0},
+      // An internal version takes precedence.
+      {"SC 0 { msg SQ_INTERNALVER short 310 }\n", "9.40", 0x80bf3c},
+      // The first exchange set the vector in force; the ladder adds to it.
+      {"CS 0 { msg SQ_PROTOCOLS short 2 hex 0102 }\nSC 0 { msg SQ_PROTOCOLS short 2 hex 0306 }\n",
+       "9.03", 0x02b9},
+  };
+  for (auto& c : cases) {
+    test::Harness h(std::string(c.before) +
+                    "CS 1 { msg SQ_VERSION }\nSC 2 { msg SQ_VERSION str \"" + c.text + "\" }\n");
+    ASSERT_TRUE(h.header());
+    while (h.next() == 0) printpacket(h.run());
+    const Capabilities& caps = h.run().caps;
+    EXPECT_EQ(caps.protocolver.low64(), c.mask) << c.text;
+    EXPECT_EQ(caps.sub_sprotocolver.low64(), c.mask) << c.text;
+  }
 }
 
 }  // namespace

@@ -213,18 +213,20 @@ TEST(TracegenTrace, OperationLimitEndsOnAWholeTurn) {
   EXPECT_EQ(last.data[last.data.size() - 2] << 8 | last.data.back(), 12);
 }
 
-TEST(TracegenTrace, NewStatementsUntilTheCatalogueIsUsed) {
+TEST(TracegenTrace, NewRatioOneUsesEveryStatementOnce) {
   Config cfg = small(Session::InternalVersion, 5);
   cfg.size = 0;
-  cfg.ops = 400;
+  cfg.ops = 100;
   cfg.statements = 100;
   cfg.newRatio = 1;
   tracegen::Stats st;
   generate(cfg, &st);
   EXPECT_EQ(st.statementsUsed, 100);
+  // Drawn at random, some statements repeat and some are not reached.
   cfg.newRatio = 0;
   generate(cfg, &st);
-  EXPECT_EQ(st.statementsUsed, 1);
+  EXPECT_GT(st.statementsUsed, 20);
+  EXPECT_LT(st.statementsUsed, 100);
 }
 
 TEST(TracegenTrace, ConfigurationChecks) {
@@ -340,8 +342,12 @@ TEST(TracegenTrace, EveryMessageDecodesInStep) {
       cfg.maxPacket = maxPacket;
       tracegen::Stats st;
       auto bytes = generate(cfg, &st);
-      for (auto args : std::vector<std::vector<std::string>>{
-               {}, {"-tuple"}, {"-summary", "-stmt_stat", "-per_thread"}, {"-min", "-tuple"}}) {
+      for (auto args :
+           std::vector<std::vector<std::string>>{{},
+                                                 {"-tuple"},
+                                                 {"-summary", "-stmt_stat", "-per_thread"},
+                                                 {"-min", "-tuple"},
+                                                 {"-udt", "-blob", "-isprint", "-cmd_time"}}) {
         std::string what = std::to_string(maxPacket) + (args.empty() ? "" : " " + args[0]);
         Listing l = runWireprint(bytes, args);
         EXPECT_EQ(l.status, 0) << what;

@@ -1,5 +1,5 @@
-// Code-set conversion as the printers use it: the trace's code set named by
-// WIREPRINT_CODESET, the output code set the locale's.
+// Code-set conversion: the trace's code set named by WIREPRINT_CODESET, the
+// output code set the locale's. What the printers show is in golden tests.
 #include <gtest/gtest.h>
 
 #include <cerrno>
@@ -7,10 +7,8 @@
 #include <cstdlib>
 #include <string>
 
-#include "driver/cursor.h"
 #include "harness.h"
 #include "values/codeset.h"
-#include "values/text.h"
 
 namespace wp {
 namespace {
@@ -25,12 +23,6 @@ class CodesetTest : public ::testing::Test {
   void TearDown() override {
     setenv("LC_ALL", "C", 1);
     setlocale(LC_ALL, "C");
-  }
-  // The listing after the first packet's header line.
-  static std::string body(Harness& h) {
-    std::string s = h.listing();
-    size_t at = s.find("\t\t\t\n");
-    return at == std::string::npos ? s : s.substr(at + 4);
   }
   static std::string converted(wp::Run& run, int32_t n) {
     return std::string(run.cs.rubuf.data(), n);
@@ -118,55 +110,6 @@ TEST_F(CodesetTest, TheBufferGrowsWithTheText) {
   EXPECT_EQ(converted(run, n), want);
   EXPECT_EQ(docsc(run, "\xc4", 1), 3);
   EXPECT_GE(run.cs.rubuf.size(), 3001u);  // grown, never shrunk
-}
-
-// A text field, then a character value, then what follows each.
-const char* kLatin1Trace =
-    "CS { str \"caf\\xe9\" short 3 hex e974e9 00 hex 1111 short 0x2222 short 7 }\n";
-
-TEST_F(CodesetTest, PrintersShowConvertedText) {
-  useLocale("C.UTF-8");
-  Harness h(kLatin1Trace);
-  ASSERT_TRUE(h.header());
-  ASSERT_EQ(h.next(), 0);
-  wp::Run& run = h.run();
-  ASSERT_EQ(initCodeset(run, "ISO-8859-1"), 0);
-  Cursor c(run);
-  printstring(c, c.i16(), "\t\tName:", 0);
-  printchar(c, c.i16());
-  // The character value moved by its converted length, 5, and a pad byte.
-  EXPECT_EQ(c.i16(), 0x2222);
-  EXPECT_EQ(body(h), "\t\tName: \"caf\xc3\xa9\" [5]\n\"\xc3\xa9t\xc3\xa9\" [5]\n");
-}
-
-TEST_F(CodesetTest, PrintableFormMovesByTheWireLength) {
-  useLocale("C.UTF-8");
-  Harness h(kLatin1Trace);
-  ASSERT_TRUE(h.header());
-  ASSERT_EQ(h.next(), 0);
-  wp::Run& run = h.run();
-  ASSERT_EQ(initCodeset(run, "ISO-8859-1"), 0);
-  run.opt.isprint_flag = 1;
-  Cursor c(run);
-  printstring(c, c.i16(), "L", 1);
-  printchar(c, c.i16());
-  EXPECT_EQ(c.i16(), 0x1111);
-  EXPECT_EQ(body(h), "L \"caf\xc3\xa9\" [5]\n\"\xc3\xa9t\xc3\xa9\"\n");
-}
-
-TEST_F(CodesetTest, NocscPrintsTheRawBytes) {
-  useLocale("C.UTF-8");
-  Harness h(kLatin1Trace);
-  ASSERT_TRUE(h.header());
-  ASSERT_EQ(h.next(), 0);
-  wp::Run& run = h.run();
-  ASSERT_EQ(initCodeset(run, "ISO-8859-1"), 0);
-  run.opt.needcsc = 0;
-  Cursor c(run);
-  printstring(c, c.i16(), "L", 1);
-  printchar(c, c.i16());
-  EXPECT_EQ(c.i16(), 0x1111);
-  EXPECT_EQ(body(h), "L \"caf\xe9\" [4]\n\"\xe9t\xe9\" [3]\n");
 }
 
 }  // namespace

@@ -120,7 +120,8 @@ class Generator {
         rng_(cfg.seed),
         caps_(sessionCaps(cfg.session)),
         cat_(cfg.seed, cfg.statements),
-        used_(0) {
+        used_(0),
+        seen_(static_cast<size_t>(cfg.statements)) {
     for (int i = 0; i < 4096; ++i) {
       pool_ += kWords[rng_.below(sizeof kWords / sizeof kWords[0])];
       pool_ += ' ';
@@ -648,12 +649,21 @@ class Generator {
 
   // ---- operations ----
 
+  // With newRatio, the next statement in catalogue order (so that every one
+  // appears); otherwise one drawn from the whole catalogue, the first ones
+  // hotter. The draw does not depend on how far the trace has got, so any
+  // stretch of a long trace holds the same mix.
   int pickStatement() {
     int n = cat_.size();
-    if (used_ < n && (used_ == 0 || rng_.chance(cfg_.newRatio))) return used_++;
-    // Earlier statements are the hot ones.
-    double u = rng_.unit();
-    return std::min(used_ - 1, static_cast<int>(used_ * u * u));
+    int k;
+    if (next_ < n && rng_.chance(cfg_.newRatio)) {
+      k = next_++;
+    } else {
+      double u = rng_.unit();
+      k = std::min(n - 1, static_cast<int>(n * u * u));
+    }
+    if (!seen_[k]) seen_[k] = true, ++used_;
+    return k;
   }
 
   int pickRows() {
@@ -866,7 +876,9 @@ class Generator {
   Rng rng_;
   SessionCaps caps_;
   Catalog cat_;
-  int used_;
+  int used_;                // distinct statements drawn so far
+  int next_ = 0;            // next statement in catalogue order
+  std::vector<bool> seen_;  // statements drawn so far
   std::string pool_;
   std::vector<std::unique_ptr<Thread>> threads_;
   double now_ = kStartTime;

@@ -25,7 +25,7 @@ struct Config {
   uint64_t size = uint64_t{64} << 20;  // stop once this many bytes are written; 0: no limit
   uint64_t ops = 0;                    // stop after this many operations; 0: no limit
   int statements = 2000;               // distinct SQL statements (distinct normalised texts)
-  double newRatio = 0.2;               // share of operations that take a statement not used yet
+  double newRatio = 0.05;              // share of operations that take the next statement in order
   int threads = 4;                     // client threads, 1 to 64
   Session session = Session::InternalVersion;
   int maxPacket = 32000;  // longer message streams are cut into packets of this size
