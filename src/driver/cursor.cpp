@@ -96,6 +96,19 @@ void Cursor::getBytes(int32_t n, uint8_t* dst) {
   }
 }
 
+int32_t Cursor::skipField(int32_t n) {
+  int32_t last = n;
+  while (n > 0) {
+    if (left <= 0) nextPacket();
+    if (left <= 0) continue;
+    int32_t k = std::min(n, left);
+    advance(k);
+    n -= k;
+    last = k;
+  }
+  return last;
+}
+
 int16_t Cursor::getShort() {
   // Both bytes in this packet: the common case, read in place.
   const auto& p = run.rd.packet;

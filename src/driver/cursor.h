@@ -36,6 +36,14 @@ class Cursor {
   void getBytes(int32_t n, uint8_t* dst);
   int16_t getShort();
   void skip(int32_t n) { getBytes(n, nullptr); }
+  // Skips n bytes into further packets as needed; returns how many lay in the
+  // last packet (the pad byte of a split field goes by that part alone).
+  int32_t skipField(int32_t n);
+  // skipField, then the pad byte when that last part is odd; the pad may be
+  // the next packet's first byte.
+  void skipPadded(int32_t n) {
+    if (skipField(n) & 1) skip(1);
+  }
 
   // The next packet with nothing carried (the bytes left are dropped).
   void nextPacket();

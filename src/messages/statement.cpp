@@ -82,22 +82,6 @@ int32_t* counterOf(Run& run, int16_t type) {
   }
 }
 
-// Skips n bytes, following them into further packets, and then a pad byte
-// when the part that lay in the last packet is odd.
-void skipData(Cursor& cur, int32_t n) {
-  int32_t part = n;
-  while (n > 0) {
-    if (cur.left <= 0) cur.nextPacket();
-    if (cur.left <= 0) continue;
-    int32_t k = std::min(n, cur.left);
-    cur.advance(k);
-    n -= k;
-    part = k;
-  }
-  // The pad byte may be the next packet's first.
-  if (part & 1) cur.skip(1);
-}
-
 // PUT data: every row is padded to an even size, so 3 rows of 5 bytes take 18.
 int32_t putDataSize(int32_t rowSize, int32_t rows) {
   int64_t even = (int64_t{rowSize} + 1) & ~int64_t{1};
@@ -118,7 +102,7 @@ void miError(Run& run, Cursor& cur, bool signedLength) {
     run.out.printf("\t\tMI error message...: ");
     run.out.printf("\"%*.*s\" [%d]\n", len, len, text.c_str(), len);
   }
-  skipData(cur, len);
+  cur.skipPadded(len);
 }
 
 bool carriesSqlstate(int16_t sqlerr) {
@@ -360,7 +344,7 @@ void decodeFetchBlob(Run& run, Cursor& cur) {
   if (run.opt.blob_hex)
     hexdump(cur, kDescriptor);
   else
-    skipData(cur, kDescriptor);
+    cur.skipPadded(kDescriptor);
 }
 
 void decodeBlob(Run& run, Cursor& cur) {
@@ -369,7 +353,7 @@ void decodeBlob(Run& run, Cursor& cur) {
   if (run.opt.blob_hex)
     hexdump(cur, n);
   else
-    skipData(cur, n);
+    cur.skipPadded(n);
   if (n == 0) return;
   SummaryCounters& s = run.sum;
   if (run.rd.dirLetter == 'c') {

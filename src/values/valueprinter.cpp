@@ -30,26 +30,6 @@ void fixed(Cursor& cur, int32_t n, uint8_t* dst) {
   cur.advance(n);
 }
 
-// Skips n bytes, following them into further packets, and returns how many
-// of them lay in the last packet: the pad byte of a split field goes by that
-// part alone.
-int32_t skipField(Cursor& cur, int32_t n) {
-  int32_t last = n;
-  while (n > 0) {
-    if (cur.left <= 0) cur.nextPacket();
-    if (cur.left <= 0) continue;
-    int32_t k = std::min(n, cur.left);
-    cur.advance(k);
-    n -= k;
-    last = k;
-  }
-  return last;
-}
-
-void skipPadded(Cursor& cur, int32_t n) {
-  if (skipField(cur, n) & 1) cur.skip(1);
-}
-
 // A SENDRECV whose type name reads "row (" carries a row value. Only the
 // name's own bytes in the packet are looked at.
 bool namesRow(const Cursor& cur, int32_t len) {
@@ -81,7 +61,7 @@ void printDecimal(Cursor& cur) {
   dectoasc(&rec, text, 79, -1);
   ldchar(text, 79, text);
   run.out.printf("%s\n", text);
-  skipPadded(cur, n);
+  cur.skipPadded(n);
 }
 
 // User-defined values, LVARCHAR and BOOLEAN: a newline and the 4-byte
@@ -99,7 +79,7 @@ void printUdt(Cursor& cur) {
   if (cur.run.opt.udt_hex)
     hexdump(cur, n);
   else
-    skipPadded(cur, n);
+    cur.skipPadded(n);
 }
 
 void printBool(Cursor& cur) {
@@ -108,7 +88,7 @@ void printBool(Cursor& cur) {
   int8_t first = cur.left > 0 ? static_cast<int8_t>(*cur.ptr()) : 0;
   cur.run.out.printf("%x\n", static_cast<unsigned>(first));
   // Here the pad byte is skipped only when the packet still holds it.
-  if ((skipField(cur, n) & 1) && cur.left > 0) cur.advance(1);
+  if ((cur.skipField(n) & 1) && cur.left > 0) cur.advance(1);
 }
 
 // The data of a value that is not NULL, after its "Data" label. Returns false
@@ -164,7 +144,7 @@ bool printData(Cursor& cur, int type, bool row) {
       if (run.opt.blob_hex)
         hexdump(cur, 56);
       else
-        skipPadded(cur, 56);
+        cur.skipPadded(56);
       break;
     case 17:
     case 18: {
