@@ -41,12 +41,19 @@ struct Flag {
 };
 
 const Flag kFlags[] = {
-    {"-blob", &Options::blob_hex, 1},         {"-cmd_time", &Options::cmd_time, 1},
-    {"-isprint", &Options::isprint_flag, 1},  {"-min", &Options::min, 1},
-    {"-notimestamp", &Options::timestamp, 0}, {"-nocsc", &Options::needcsc, 0},
-    {"-nogroup", &Options::stmtgroup, 0},     {"-order_cnt", &Options::ordercnt, 1},
-    {"-per_thread", &Options::stmtthread, 1}, {"-summary", &Options::summary, 1},
-    {"-stmt_stat", &Options::stmtstats, 1},   {"-tuple", &Options::dump_tuple, 1},
+    {"-blob", &Options::blob_hex, 1},
+    {"-cmd_time", &Options::cmd_time, 1},
+    {"-isprint", &Options::isprint_flag, 1},
+    {"-json", &Options::json, 1},
+    {"-min", &Options::min, 1},
+    {"-notimestamp", &Options::timestamp, 0},
+    {"-nocsc", &Options::needcsc, 0},
+    {"-nogroup", &Options::stmtgroup, 0},
+    {"-order_cnt", &Options::ordercnt, 1},
+    {"-per_thread", &Options::stmtthread, 1},
+    {"-summary", &Options::summary, 1},
+    {"-stmt_stat", &Options::stmtstats, 1},
+    {"-tuple", &Options::dump_tuple, 1},
     {"-udt", &Options::udt_hex, 1},
 };
 

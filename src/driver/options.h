@@ -21,6 +21,7 @@ struct Options {
   int32_t timestamp = 1;        // -notimestamp clears
   int32_t timestampformat = 0;  // -platform: 0 native, 1 IEEEI, 2 IEEEM, 3 DECALPHA
   int32_t isprint_flag = 0;     // -isprint
+  int32_t json = 0;             // -json: JSON Lines instead of the listing
   int32_t g_idbg = 0;           // WIREPRINTDBG=1
   std::string progname;
   std::string inpfile;

@@ -60,6 +60,19 @@ bool formatSecond(Reader& rd, double seconds) {
   return true;
 }
 
+// A time stamp as UTC in ISO 8601 with microseconds (the JSON "time").
+void isoTime(double seconds, char out[64]) {
+  double whole = std::floor(seconds);
+  auto micros = static_cast<int64_t>(std::llround((seconds - whole) * 1e6));
+  auto t = static_cast<time_t>(whole);
+  if (micros >= 1000000) ++t, micros -= 1000000;
+  struct tm tmv;
+  if (!(seconds < 9.2e15) || !gmtime_r(&t, &tmv)) return;
+  char date[32];
+  strftime(date, sizeof date, "%Y-%m-%dT%H:%M:%S", &tmv);
+  snprintf(out, 64, "%s.%06lldZ", date, static_cast<long long>(micros));
+}
+
 void wrongTimestamp(Run& run) {
   run.out.err("Warning: the timestamp format you have chosen is wrong.\n");
   run.out.err("         No timestamp will be generated in the output file.\n");
@@ -117,30 +130,37 @@ bool readHeader(Run& run) {
     return false;
   }
   if (memcmp(magic, "SQLI", 4) != 0) {
-    run.out.printf("\nERROR: Invalid file format.\n");
+    run.em.at(-1);
+    run.em.error("\nERROR: Invalid file format.\n");
     return false;
   }
   if (!readFully(rd, version, 4)) {
     run.out.perror(name);
     return false;
   }
-  run.out.printf("SQLIDBG Version %d\n", be32(version));
+  Emit& em = run.em;
+  em.beginRecord("header");
+  em.field("version", be32(version), "SQLIDBG Version %d\n", be32(version));
   const uint8_t* marker;
   if (rd.file.peek(&marker, 2) == 2 && (marker[0] << 8 | marker[1]) == 110) {
     rd.file.read(nullptr, 2);
     uint8_t iv[2];
     if (!readFully(rd, iv, 2)) {
+      em.endRecord();
       run.out.perror(name);
       return false;
     }
-    run.out.printf("Internal Version Number: %d\n", static_cast<int16_t>(iv[0] << 8 | iv[1]));
+    auto internal = static_cast<int16_t>(iv[0] << 8 | iv[1]);
+    em.field("internal_version", internal, "Internal Version Number: %d\n", internal);
   }
+  em.endRecord();
   run.out.flush();
   return true;
 }
 
 int getpacket(Run& run, const uint8_t* carry, int32_t carrylen) {
   Reader& rd = run.rd;
+  Emit& em = run.em;
   Options& opt = run.opt;
   const char* name = opt.inpfile.c_str();
   char code[2];
@@ -153,10 +173,14 @@ int getpacket(Run& run, const uint8_t* carry, int32_t carrylen) {
       return -1;
     }
     memcpy(rd.msgdir, code, 2);
+    ++rd.g_ipkt;
     bool known = (code[0] == 'C' && (code[1] == 'S' || code[1] == 'F')) ||
                  (code[0] == 'S' && (code[1] == 'C' || code[1] == 'F')) ||
                  (code[0] == 'M' && code[1] == 'T');
-    if (!known) run.out.printf("\nERROR: DIR Expected.\n");
+    if (!known) {
+      em.at(-1);
+      em.error("\nERROR: DIR Expected.\n");
+    }
     if (code[0] == 'C') {
       ++run.sum.cs_packets;
       rd.dirLetter = 'c';
@@ -172,18 +196,27 @@ int getpacket(Run& run, const uint8_t* carry, int32_t carrylen) {
       bool ok = rd.file.read(m, 8) == 8;
       if (!ok && rd.file.error()) run.out.perror(name);
       if (ok && fork) {
-        run.out.printf("\n%c->F  FORKED PROCESS %d\n", code[0], be32(m));
+        em.beginRecord("fork");
+        em.also("n", rd.g_ipkt);
+        em.field("pid", be32(m), "\n%c->F  FORKED PROCESS %d\n", code[0], be32(m));
+        em.endRecord();
       } else if (ok) {
-        char text[9] = {};
-        memcpy(text, m, 8);
-        run.out.printf("\nCLIENT THREAD OSTCB ADDRESS: 0x%s\n", text);
-        run.thr.select(static_cast<int64_t>(strtol(text, nullptr, 0)));
+        char text[11] = "0x";
+        memcpy(text + 2, m, 8);
+        em.beginRecord("thread");
+        em.also("n", rd.g_ipkt);
+        em.field("address", text, "\nCLIENT THREAD OSTCB ADDRESS: 0x%s\n", text + 2);
+        run.thr.select(static_cast<int64_t>(strtol(text + 2, nullptr, 0)));
+        em.also("thread", run.thr.cur->index);
+        em.endRecord();
       }
     } else {
-      run.out.printf("\n%c->%c", code[0], code[1]);
+      const char dir[] = {code[0], '-', '>', code[1], '\0'};
+      em.beginRecord("packet");
+      em.also("n", rd.g_ipkt);
+      em.field("dir", dir, "\n%c->%c", code[0], code[1]);
     }
     run.out.flush();
-    ++rd.g_ipkt;
     if (fork) {
       rd.served += std::max(rd.packetlen, 0);
       return 0;
@@ -191,22 +224,23 @@ int getpacket(Run& run, const uint8_t* carry, int32_t carrylen) {
     if (!thread) break;
   }
 
-  uint8_t lenb[4], stamp[8];
-  if (!readFully(rd, lenb, 4)) {
+  // The packet's record stays open until its time stamp is read.
+  auto fail = [&] {
+    em.endRecord();
     run.out.perror(name);
     return -1;
-  }
+  };
+  uint8_t lenb[4], stamp[8];
+  if (!readFully(rd, lenb, 4)) return fail();
   int32_t len = be32(lenb);
   if (opt.g_idbg) {
     const ThreadEntry* t = run.thr.cur;
     run.dbg("Thread: %d (0x%x) Stmt-ID: %d\n", t->index, static_cast<unsigned>(t->key), t->stmtid);
     run.dbg("Packet #%d Length = %d\n", rd.g_ipkt, len);
   }
-  run.out.printf(" (%d)", len);
-  if (!readFully(rd, stamp, 8)) {
-    run.out.perror(name);
-    return -1;
-  }
+  em.field("len", len, " (%d)", len);
+  em.also("thread", run.thr.cur->index);
+  if (!readFully(rd, stamp, 8)) return fail();
 
   rd.time_fl = 0;
   if (opt.timestamp) {
@@ -220,10 +254,12 @@ int getpacket(Run& run, const uint8_t* carry, int32_t carrylen) {
   }
   bool first = !rd.not_first_time;
   if (first) rd.very_first_time_fl = rd.time_fl;
+  double sincePrev = rd.time_fl - rd.prev_time_fl;
   if (opt.cmd_time && !first) {
-    run.out.printf("  PREV CMD Time: %.5f", rd.time_fl - rd.prev_time_fl);
+    em.field("since_prev", sincePrev, "  PREV CMD Time: %.5f", sincePrev);
   } else {
-    run.out.write("\t\t\t", 3);
+    if (opt.timestamp && !first) em.also("since_prev", sincePrev);
+    if (!em.json()) run.out.write("\t\t\t", 3);
   }
   if (opt.timestamp) {
     char frac[32];
@@ -232,9 +268,13 @@ int getpacket(Run& run, const uint8_t* carry, int32_t carrylen) {
       frac[7] = '\0';
     else
       snprintf(frac, sizeof frac, "%.5f", rd.time_fl - whole);
-    run.out.printf("\tTime: %s%s", rd.cachedDate.c_str(), frac + 1);
+    char iso[64] = "";
+    if (em.json()) isoTime(rd.time_fl, iso);
+    em.field("time", iso, "\tTime: %s%s", rd.cachedDate.c_str(), frac + 1);
+    em.also("epoch", rd.time_fl);
   }
-  run.out.put('\n');
+  if (!em.json()) run.out.put('\n');
+  em.endRecord();
 
   if (!fillPacket(run, carry, carrylen, len)) return -1;
   rd.served += std::max(rd.packetlen, 0);

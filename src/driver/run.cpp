@@ -3,6 +3,7 @@
 #include <cerrno>
 #include <cstdlib>
 #include <cstring>
+#include <string>
 
 #include "messages/dispatch.h"
 
@@ -17,6 +18,19 @@ void Run::dbg(const char* fmt, ...) {
 }
 
 namespace {
+
+// A notice on standard output; with -json it is an object of the stream.
+void notice(Run& run, const char* text) {
+  if (!run.em.json()) {
+    run.out.out("%s", text);
+    return;
+  }
+  std::string t(text);
+  while (!t.empty() && t.back() == '\n') t.pop_back();
+  run.em.beginRecord("notice");
+  run.em.also("text", t);
+  run.em.endRecord();
+}
 
 // Start-up up to the opened trace file. Returns -1 to go on, else the status.
 int startUp(Run& run, int argc, char** argv, EnvLookup env) {
@@ -36,9 +50,13 @@ int startUp(Run& run, int argc, char** argv, EnvLookup env) {
 
   int status = parseArgs(argc, argv, opt, run.out);
   if (status >= 0) return status;
+  if (opt.json) {
+    run.json = std::make_unique<JsonRender>(run.out, run.rd);
+    run.em.setJson(run.json.get());
+  }
 
   if (!opt.timestamp && opt.cmd_time) {
-    run.out.out("-notimestamp is set, so -cmd_time will be ignored\n");
+    notice(run, "-notimestamp is set, so -cmd_time will be ignored\n");
     opt.cmd_time = 0;
   }
   if (opt.inpfile.empty()) {
@@ -54,8 +72,15 @@ int startUp(Run& run, int argc, char** argv, EnvLookup env) {
   }
 
   if (int err = initCodeset(run, env("WIREPRINT_CODESET"))) {
-    if (opt.needcsc) run.out.printf("Warning: No codeset convertion will be processed due to\n");
-    run.out.printf("         failure of GLS initialization (%d)\n", err);
+    if (run.em.json()) {
+      run.em.beginRecord("notice");
+      run.em.also("text", "No codeset conversion: failure of GLS initialization");
+      run.em.also("code", err);
+      run.em.endRecord();
+    } else {
+      if (opt.needcsc) run.out.printf("Warning: No codeset convertion will be processed due to\n");
+      run.out.printf("         failure of GLS initialization (%d)\n", err);
+    }
     opt.needcsc = 0;
   }
   run.thr.reset();
@@ -91,6 +116,7 @@ int runMain(Run& run, int argc, char** argv, EnvLookup env) {
   } catch (const Exit& e) {
     status = e.status;
   }
+  run.em.finish();
   run.out.sync();
   return status;
 }

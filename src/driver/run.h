@@ -3,6 +3,7 @@
 #pragma once
 
 #include <cstdint>
+#include <memory>
 #include <string>
 
 #include "driver/options.h"
@@ -14,6 +15,8 @@
 #include "messages/lobstate.h"
 #include "messages/state.h"
 #include "messages/xastate.h"
+#include "render/emit.h"
+#include "render/json_render.h"
 #include "stats/stmtstats.h"
 #include "stats/summary.h"
 #include "stats/timing.h"
@@ -30,6 +33,8 @@ struct Exit {
 struct Run {
   Options opt;
   Output out;
+  Emit em{out};                      // what decoders emit through
+  std::unique_ptr<JsonRender> json;  // the -json rendering, when asked for
   Reader rd;
   Threads thr;
   Capabilities caps;

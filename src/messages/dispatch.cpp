@@ -42,6 +42,8 @@ void printpacketFrom(Run& run, int32_t start) {
     do {
       if (!unpadded(dec.prev_msgtype) && (cur.left & 1)) cur.advance(1);
       if (cur.left == 0) cur.nextPacket();
+      run.em.at(cur.pos);
+      int32_t offset = cur.pos;
       int16_t type = cur.getShort();
       dec.msgtype = type;
       if (run.opt.g_idbg) {
@@ -49,24 +51,28 @@ void printpacketFrom(Run& run, int32_t start) {
         run.dbg("msgtyp = %3d/%-12s  ", type, sqmsgname(type));
         run.dbg("msglen = %d\n", cur.left);
       }
-      if (type >= 1 && type <= 139) run.out.printf("\t%s\n", kMessages[type].name);
+      // Types outside 1..139 are no message: they get only the error below.
+      bool message = type >= 1 && type <= 139;
+      if (message) run.em.beginMessage(type, kMessages[type].name, offset);
       run.out.flush();
       auto utype = static_cast<uint16_t>(type);
       Decoder decode = utype < kNumTypes ? kMessages[utype].decode : nullptr;
       if (!decode) {
         cur.drop();
-        run.out.printf(
+        run.em.error(
             "\nERROR: Invalid msg type: %hd (0x%x).  Reset Message to skip forward to next "
             "packet!\n",
             type, static_cast<unsigned>(type));
       } else {
         decode(run, cur);
       }
+      if (message) run.em.endMessage();
       run.out.flush();
       store_prev(run, dec.msgtype, run.thr.cur->index, run.thr.cur->stmtid);
     } while (cur.left >= 1);
   }
-  if (cur.left < 0) run.out.printf("\nERROR: Read too far.\n");
+  run.em.at(cur.pos);
+  if (cur.left < 0) run.em.error("\nERROR: Read too far.\n");
   run.out.flush();
 }
 
@@ -80,7 +86,7 @@ namespace wp {
 
 void notDecoded(Run& run, Cursor& cur) {
   cur.drop();
-  run.out.printf(
+  run.em.error(
       "\nERROR: Message type %hd (%s) is not decoded by this version.  Skipping forward to next "
       "packet!\n",
       run.dec.msgtype, sqmsgname(run.dec.msgtype));

@@ -41,30 +41,35 @@ const char* const kInfoName[] = {
 // A version number and, when the record is longer, its text; the text must
 // lie whole in one packet, so the refill step carries it over.
 void infoVersion(Run& run, Cursor& cur, int32_t len) {
+  Emit& em = run.em;
   int32_t number = cur.i32();
-  if (shown(run)) run.out.printf("\t\t\tSQLIVersion: %d\n", number);
+  if (shown(run)) em.field("sqli_version", number, "\t\t\tSQLIVersion: %d\n", number);
   len -= 4;
   if (len <= 0) return;
   cur.need(len);
   std::string text = bytesHere(cur, len);
   if (shown(run))
-    run.out.printf("\t\t\tVersion....: \"%*.*s\" [%d]\n", len, len, text.c_str(), len);
+    em.field("version", text.c_str(), "\t\t\tVersion....: \"%*.*s\" [%d]\n", len, len, text.c_str(),
+             len);
   cur.advance(len);
 }
 
 // Name/value pairs, each text padded to an even length, ended by a name
 // length of 0 or less.
 void infoEnv(Run& run, Cursor& cur) {
+  Emit& em = run.em;
   int16_t nameLen = cur.i16();
   int16_t valueLen = cur.i16();
   if (shown(run)) {
-    run.out.printf("\t\t\tName Length = %d\n", nameLen);
-    run.out.printf("\t\t\tValue Length = %d\n", valueLen);
+    em.field("name_length", nameLen, "\t\t\tName Length = %d\n", nameLen);
+    em.field("value_length", valueLen, "\t\t\tValue Length = %d\n", valueLen);
   }
   std::string text;
+  em.open("env", Emit::kList);
   for (int16_t n = cur.i16(); n > 0; n = cur.i16()) {
+    em.open(nullptr);
     gatherText(cur, n, text);
-    if (shown(run)) run.out.printf("\t\t\t\"%*.*s\"=", n, n, text.c_str());
+    if (shown(run)) em.field("name", text.c_str(), "\t\t\t\"%*.*s\"=", n, n, text.c_str());
     if (n & 1) cur.skip(1);
     int16_t v = cur.i16();
     gatherText(cur, v, text);
@@ -77,18 +82,22 @@ void infoEnv(Run& run, Cursor& cur) {
         len = converted;
       }
     }
-    if (shown(run)) run.out.printf("\"%*.*s\"\n", len, len, value);
+    if (shown(run)) em.field("value", value, "\"%*.*s\"\n", len, len, value);
     if (v & 1) cur.skip(1);
+    em.close();
   }
+  em.close();
 }
 
 // Attribute words: len / 4 longs. Bytes beyond the last whole word are left
 // where they are and read as the next record type.
 void infoAttributes(Run& run, Cursor& cur, int32_t len) {
+  run.em.open("attributes", Emit::kList);
   for (int32_t i = 0; i < len / 4; ++i) {
-    int32_t word = cur.i32();
-    if (shown(run)) run.out.printf("\t\t\tAttribute: 0x%x\n", static_cast<unsigned>(word));
+    auto word = static_cast<uint32_t>(cur.i32());
+    if (shown(run)) run.em.field(nullptr, word, "\t\t\tAttribute: 0x%x\n", word);
   }
+  run.em.close();
 }
 
 // ------------------------------------------------------------ PROTOCOLS
@@ -96,11 +105,13 @@ void infoAttributes(Run& run, Cursor& cur, int32_t len) {
 // n stream bytes, each listed and stored; at most 16 are kept, with a 0 byte
 // after them, and the rest are only listed so the decode stays in step.
 void readStream(Run& run, Cursor& cur, int16_t n, CapVector& into) {
+  run.em.open("bytes", Emit::kList);
   for (int32_t i = 0; i < n; ++i) {
     uint8_t b = cur.u8();
-    run.out.printf("\t\t byte[%d] = %2x\n", i, b);
+    run.em.field(nullptr, b, "\t\t byte[%d] = %2x\n", i, b);
     if (i < CapVector::kStream) into.b[i] = b;
   }
+  run.em.close();
   into.b[n > 0 ? (n < CapVector::kStream ? n : CapVector::kStream) : 0] = 0;
 }
 
@@ -116,7 +127,7 @@ std::string cText(const Cursor& cur) {
 
 void decodeNls(Run& run, Cursor& cur) {
   int16_t codeset = cur.i16();
-  if (shown(run)) run.out.printf("\t\t%hd\n", codeset);
+  if (shown(run)) run.em.field("codeset", codeset, "\t\t%hd\n", codeset);
 }
 
 // The first SERVEROWNER is the client's request; from then on every one is a
@@ -128,26 +139,35 @@ void decodeServerOwner(Run& run, Cursor& cur) {
     return;
   }
   int16_t len = cur.i16();
-  printstring(cur, len, "\t\tServer Owner Name: ", 1);
+  printstring(cur, len, "\t\tServer Owner Name: ", 1, "server_owner_name");
 }
 
 // Request (no body) and reply alternate. The reply's fields always print.
 void decodeUuid(Run& run, Cursor& cur) {
   if (!run.dec.toggle(kUuid)) return;
-  Output& out = run.out;
-  out.printf("\t\t Time Low = %d\n", cur.i32());
-  out.printf("\t\t Time Mid = %d\n", cur.i16());
-  out.printf("\t\t Time_hi_and_version = %d\n", cur.i16());
-  out.printf("\t\t Clock_seq_hi_reserved = %d\n", static_cast<int8_t>(cur.u8()));
-  out.printf("\t\t Clock_seq_low = %d\n", static_cast<int8_t>(cur.u8()));
-  out.printf("\t\t Node \n");
-  for (int i = 0; i < 6; ++i)
-    out.printf("\t\t\t Node[%d] = %d\n", i, static_cast<int8_t>(cur.u8()));
+  Emit& em = run.em;
+  int32_t timeLow = cur.i32();
+  em.field("time_low", timeLow, "\t\t Time Low = %d\n", timeLow);
+  int16_t timeMid = cur.i16();
+  em.field("time_mid", timeMid, "\t\t Time Mid = %d\n", timeMid);
+  int16_t timeHi = cur.i16();
+  em.field("time_hi_and_version", timeHi, "\t\t Time_hi_and_version = %d\n", timeHi);
+  auto seqHi = static_cast<int8_t>(cur.u8());
+  em.field("clock_seq_hi_reserved", seqHi, "\t\t Clock_seq_hi_reserved = %d\n", seqHi);
+  auto seqLow = static_cast<int8_t>(cur.u8());
+  em.field("clock_seq_low", seqLow, "\t\t Clock_seq_low = %d\n", seqLow);
+  em.text("\t\t Node \n");
+  em.open("node", Emit::kList);
+  for (int i = 0; i < 6; ++i) {
+    auto node = static_cast<int8_t>(cur.u8());
+    em.field(nullptr, node, "\t\t\t Node[%d] = %d\n", i, node);
+  }
+  em.close();
 }
 
 void decodeInternalVer(Run& run, Cursor& cur) {
   int16_t v = cur.i16();
-  run.out.printf("\t\tInternal Version Number: %hd\n", v);
+  run.em.field("internal_version", v, "\t\tInternal Version Number: %hd\n", v);
   run.caps.setInternalVersion(v);
 }
 
@@ -160,24 +180,28 @@ void decodeProtocols(Run& run, Cursor& cur) {
   int32_t count = ++caps.numof_sqprotocols;
   if (!run.dec.isReply(kProtocols)) {
     int16_t n = cur.i16();
-    run.out.printf(count == 1 ? "\t\t Cprotocol stream len = %d\n"
-                              : "\t\t Coordinator protocol stream len = %d\n",
-                   n);
+    if (count == 1)
+      run.em.field("cprotocol_stream_len", n, "\t\t Cprotocol stream len = %d\n", n);
+    else
+      run.em.field("coordinator_protocol_stream_len", n,
+                   "\t\t Coordinator protocol stream len = %d\n", n);
     readStream(run, cur, n, caps.co_sprotocolver);
     if (count == 1) caps.client_protocolver = caps.co_sprotocolver;
     run.dec.setReply(kProtocols, true);
   } else {
     int16_t n = cur.i16();
-    run.out.printf(count == 2 ? "\t\t Sprotocol stream len = %d\n"
-                              : "\t\t Subordinator protocol stream len = %d\n",
-                   n);
+    if (count == 2)
+      run.em.field("sprotocol_stream_len", n, "\t\t Sprotocol stream len = %d\n", n);
+    else
+      run.em.field("subordinator_protocol_stream_len", n,
+                   "\t\t Subordinator protocol stream len = %d\n", n);
     readStream(run, cur, n, caps.sub_sprotocolver);
     if (count == 2) {
       caps.protocolver = caps.sub_sprotocolver;
     } else if (caps.sub_sprotocolver.has(kRemoteIdByte, kRemoteIdMask) &&
                caps.co_sprotocolver.has(kRemoteIdByte, kRemoteIdMask)) {
-      int32_t id = cur.i32();
-      if (shown(run)) run.out.printf("\t\t Remote session id : %hd\n", static_cast<int16_t>(id));
+      auto id = static_cast<int16_t>(cur.i32());
+      if (shown(run)) run.em.field("remote_session_id", id, "\t\t Remote session id : %hd\n", id);
     }
     run.dec.setReply(kProtocols, false);
   }
@@ -188,11 +212,17 @@ void decodeProtocols(Run& run, Cursor& cur) {
 
 // Records until INFO_DONE or a type the table does not know.
 void decodeInfo(Run& run, Cursor& cur) {
+  Emit& em = run.em;
+  em.open("records", Emit::kList);
   for (;;) {
     uint16_t type = cur.u16();
-    if (type > kInfoEnv) return;
-    if (shown(run)) run.out.printf("\t\t%s\n", kInfoName[type]);
-    if (type == kInfoDone) return;
+    if (type > kInfoEnv) break;
+    em.open(nullptr);
+    if (shown(run)) em.field("record", kInfoName[type], "\t\t%s\n", kInfoName[type]);
+    if (type == kInfoDone) {
+      em.close();
+      break;
+    }
     int16_t len = cur.i16();
     if (type == kInfoVersion)
       infoVersion(run, cur, len);
@@ -200,15 +230,18 @@ void decodeInfo(Run& run, Cursor& cur) {
       infoEnv(run, cur);
     else
       infoAttributes(run, cur, len);
+    em.close();
   }
+  em.close();
 }
 
 void decodeAccept(Run& run, Cursor&) {
-  if (shown(run)) run.out.printf("\t\tClient Accepted\n");
+  if (shown(run)) run.em.field("client_accepted", "Client Accepted", "\t\tClient Accepted\n");
 }
 
 void decodeAck(Run& run, Cursor&) {
-  if (shown(run)) run.out.printf("\t\tClient is Ready for PAM\n");
+  if (shown(run))
+    run.em.field("client_ready", "Client is Ready for PAM", "\t\tClient is Ready for PAM\n");
 }
 
 // Kind, two bytes not interpreted, NUL-terminated text. The message fills
@@ -227,18 +260,21 @@ void decodeChallenge(Run& run, Cursor& cur) {
   static const struct {
     const char* kind;
     const char* label;
+    const char* key;
   } kKinds[] = {
-      {"ECHO_OFF", "Challenge"},
-      {"ECHO_ON", "Challenge"},
-      {"ERROR_MSG", "Error Msg"},
-      {"TEXT_INFO", "Text Info"},
+      {"ECHO_OFF", "Challenge", "challenge"},
+      {"ECHO_ON", "Challenge", "challenge"},
+      {"ERROR_MSG", "Error Msg", "error_msg"},
+      {"TEXT_INFO", "Text Info", "text_info"},
   };
+  Emit& em = run.em;
   if (shown(run) && kind >= 1 && kind <= 4) {
-    run.out.printf("\t\tMessage Type: %s\n", kKinds[kind - 1].kind);
-    run.out.printf("\t\t%s: %s\n", kKinds[kind - 1].label, text.c_str());
+    const auto& k = kKinds[kind - 1];
+    em.field("message_type", k.kind, "\t\tMessage Type: %s\n", k.kind);
+    em.field(k.key, text.c_str(), "\t\t%s: %s\n", k.label, text.c_str());
   }
   cur.drop();
-  if (shown(run)) run.out.printf("\tSQ_EOT\n");
+  if (shown(run)) em.field("eot", "SQ_EOT", "\tSQ_EOT\n");
 }
 
 // Two bytes not interpreted, then the answer, which is never shown.
@@ -247,21 +283,25 @@ void decodeResponse(Run& run, Cursor& cur) {
   cur.advance(2);
   cur.drop();
   if (shown(run)) {
-    run.out.printf("\t\tAnswer: ****** \n");
-    run.out.printf("\tSQ_EOT\n");
+    run.em.field("answer", "******", "\t\tAnswer: ****** \n");
+    run.em.field("eot", "SQ_EOT", "\tSQ_EOT\n");
   }
 }
 
 void decodeSavepoint(Run& run, Cursor& cur) {
-  static const char* const kFirst[] = {
-      "\t\tSet Savepoint: ****** \n",
-      "\t\tRelease Savepoint: ****** \n",
-      "\t\tRollback to Savepoint: ****** \n",
+  static const struct {
+    const char* line;
+    const char* key;
+  } kFirst[] = {
+      {"\t\tSet Savepoint: ****** \n", "set_savepoint"},
+      {"\t\tRelease Savepoint: ****** \n", "release_savepoint"},
+      {"\t\tRollback to Savepoint: ****** \n", "rollback_to_savepoint"},
   };
   int which = run.dec.msgtype - 137;
-  if (shown(run) && which >= 0 && which < 3) run.out.printf("%s", kFirst[which]);
+  if (shown(run) && which >= 0 && which < 3)
+    run.em.field(kFirst[which].key, "******", "%s", kFirst[which].line);
   int16_t len = cur.i16();
-  printstring(cur, len, "\t\tSavepoint Name", 0);
+  printstring(cur, len, "\t\tSavepoint Name", 0, "savepoint_name");
 }
 
 }  // namespace wp

@@ -1,6 +1,7 @@
 // Statements, cursors, rows, completion and errors.
 #include <algorithm>
 #include <cstdint>
+#include <cstdlib>
 #include <string>
 
 #include "driver/cursor.h"
@@ -92,15 +93,15 @@ int32_t putDataSize(int32_t rowSize, int32_t rows) {
 // prints from the bytes of the current packet, padded to its length like
 // "%*.*s"; then its bytes are skipped.
 void miError(Run& run, Cursor& cur, bool signedLength) {
-  printstring(cur, 5, "\t\tSQLSTATE...........:", 1);
+  printstring(cur, 5, "\t\tSQLSTATE...........:", 1, "sqlstate");
   int32_t len = signedLength ? cur.i16() : cur.u16();
   if (!run.opt.min) {
     int32_t have = std::max(cur.left, 0);
     if (len >= 0) have = std::min(have, len);
     const char* p = reinterpret_cast<const char*>(cur.ptr());
     std::string text(p, std::find(p, p + have, '\0'));
-    run.out.printf("\t\tMI error message...: ");
-    run.out.printf("\"%*.*s\" [%d]\n", len, len, text.c_str(), len);
+    run.em.text("\t\tMI error message...: ");
+    run.em.field("mi_error_message", text, "\"%*.*s\" [%d]\n", len, len, text.c_str(), len);
   }
   cur.skipPadded(len);
 }
@@ -114,10 +115,10 @@ bool carriesSqlstate(int16_t sqlerr) {
 // COMMAND, PREPARE and DPREPARE: the statement text.
 void decodeStatementText(Run& run, Cursor& cur) {
   int16_t nvalues = cur.i16();
-  if (!run.opt.min) run.out.printf("\t\t# values: %hd\n", nvalues);
+  if (!run.opt.min) run.em.field("n_values", nvalues, "\t\t# values: %hd\n", nvalues);
   int32_t len = run.caps.protocolver.has(kLongTextLength) ? cur.i32() : cur.u16();
   if (cur.left == 0) cur.nextPacket();  // the text begins in the next packet
-  printstring(cur, len, "\t\tCMD.....:", 1);
+  printstring(cur, len, "\t\tCMD.....:", 1, "cmd");
 
   // printstring leaves the whole raw text in the run's text buffer.
   const std::string raw = run.textbuf;
@@ -137,25 +138,25 @@ void decodeStatementText(Run& run, Cursor& cur) {
 
 void decodeSgkPrepare(Run& run, Cursor& cur) {
   int16_t nvalues = cur.i16();
-  if (!run.opt.min) run.out.printf("\t\t# values: %hd\n", nvalues);
+  if (!run.opt.min) run.em.field("n_values", nvalues, "\t\t# values: %hd\n", nvalues);
   statementText(run, "", 0);  // the text travelled earlier
   ++run.sum.prepares;
 }
 
 void decodeCurname(Run&, Cursor& cur) {
   int16_t len = cur.i16();
-  printstring(cur, len, "\t\t", 1);
+  printstring(cur, len, "\t\t", 1, "cursor_name");
 }
 
 void decodeId(Run& run, Cursor& cur) {
   int16_t id = cur.i16();
-  run.out.printf("\t\t%hd\n", id);
+  run.em.field("statement_id", id, "\t\t%hd\n", id);
   serverStatementId(run, id, false);
 }
 
 void decodeBind(Run& run, Cursor& cur) {
   int16_t nvalues = cur.i16();
-  if (!run.opt.min) run.out.printf("\t\t# values: %hd\n", nvalues);
+  if (!run.opt.min) run.em.field("n_values", nvalues, "\t\t# values: %hd\n", nvalues);
   const Capabilities& caps = run.caps;
   if (nvalues != 0 && caps.co_sprotocolver.has(kExtendedTypes) &&
       caps.sub_sprotocolver.has(kExtendedTypes))
@@ -173,14 +174,14 @@ void decodeNfetch(Run& run, Cursor& cur) {
   const bool quiet = run.opt.min;
   if (longBufferSize(run)) {
     int32_t size = cur.i32();
-    if (!quiet) run.out.printf("\t\tTuple buffer size: %d\n", size);
+    if (!quiet) run.em.field("tuple_buffer_size", size, "\t\tTuple buffer size: %d\n", size);
   } else {
     int16_t size = cur.i16();
-    if (!quiet) run.out.printf("\t\tTuple buffer size: %hd\n", size);
+    if (!quiet) run.em.field("tuple_buffer_size", size, "\t\tTuple buffer size: %hd\n", size);
   }
   if (run.caps.protocolver.has(kFetchArray) || run.caps.protocolver.has(kFetchArrayToo)) {
     int16_t array = cur.i16();
-    if (!quiet) run.out.printf("\t\tFetch Array  size: %hd\n", array);
+    if (!quiet) run.em.field("fetch_array_size", array, "\t\tFetch Array  size: %hd\n", array);
   }
   // An OPEN in the same packet: the client deferred it to the first fetch.
   if (cur.openSeen) ++run.sum.open_saved;
@@ -189,15 +190,15 @@ void decodeNfetch(Run& run, Cursor& cur) {
 void decodeSfetch(Run& run, Cursor& cur) {
   const bool quiet = run.opt.min;
   int16_t scroll = cur.i16();
-  if (!quiet) run.out.printf("\t\tScroll direction: %hd\n", scroll);
+  if (!quiet) run.em.field("scroll_direction", scroll, "\t\tScroll direction: %hd\n", scroll);
   int32_t offset = cur.i32();
-  if (!quiet) run.out.printf("\t\tOffset..........: %d\n", offset);
+  if (!quiet) run.em.field("offset", offset, "\t\tOffset..........: %d\n", offset);
   if (longBufferSize(run)) {
     int32_t size = cur.i32();
-    if (!quiet) run.out.printf("\t\tFE Buffer size..: %d\n", size);
+    if (!quiet) run.em.field("fe_buffer_size", size, "\t\tFE Buffer size..: %d\n", size);
   } else {
     int16_t size = cur.i16();
-    if (!quiet) run.out.printf("\t\tFE Buffer size..: %hd\n", size);
+    if (!quiet) run.em.field("fe_buffer_size", size, "\t\tFE Buffer size..: %hd\n", size);
   }
 }
 
@@ -206,15 +207,15 @@ void decodeTuple(Run& run, Cursor& cur) {
   const bool quiet = run.opt.min;
   run.dec.setReply(run.dec.msgtype, true);  // the value printer reads rows now
   int16_t warnings = cur.getShort();
-  if (!quiet) run.out.printf("\t\t# Warnings..: %hd\n", warnings);
+  if (!quiet) run.em.field("n_warnings", warnings, "\t\t# Warnings..: %hd\n", warnings);
   int32_t len;
   if (run.caps.protocolver.has(kLongTupleLength)) {
     len = getLong(cur);
-    if (!quiet) run.out.printf("\t\tTuple length: %d\n", len);
+    if (!quiet) run.em.field("tuple_length", len, "\t\tTuple length: %d\n", len);
   } else {
     int16_t shortLen = cur.getShort();
     len = shortLen;
-    if (!quiet) run.out.printf("\t\tTuple length: %hd\n", shortLen);
+    if (!quiet) run.em.field("tuple_length", shortLen, "\t\tTuple length: %hd\n", shortLen);
   }
   if (run.opt.dump_tuple)
     hexdump(cur, len);
@@ -227,40 +228,42 @@ void decodeTuple(Run& run, Cursor& cur) {
 void decodeDone(Run& run, Cursor& cur) {
   const bool quiet = run.opt.min;
   int16_t warn = cur.i16();
-  if (!quiet) run.out.printf("\t\tWarning..: 0x%hx\n", static_cast<uint16_t>(warn));
+  auto warnBits = static_cast<uint16_t>(warn);
+  if (!quiet) run.em.field("warning", warnBits, "\t\tWarning..: 0x%hx\n", warnBits);
   int32_t rows = cur.i32();
-  if (!quiet) run.out.printf("\t\t# rows...: %d\n", rows);
+  if (!quiet) run.em.field("n_rows", rows, "\t\t# rows...: %d\n", rows);
   int32_t rowid = cur.i32();
-  if (!quiet) run.out.printf("\t\trowid....: %d\n", rowid);
+  if (!quiet) run.em.field("rowid", rowid, "\t\trowid....: %d\n", rowid);
   int32_t serial = cur.i32();
-  if (!quiet) run.out.printf("\t\tserial id: %d\n", serial);
+  if (!quiet) run.em.field("serial_id", serial, "\t\tserial id: %d\n", serial);
 }
 
 void decodeErr(Run& run, Cursor& cur) {
   int16_t sqlerr = cur.i16();
-  run.out.printf("\t\tSQL error..........: %hd\n", sqlerr);
+  run.em.field("sql_error", sqlerr, "\t\tSQL error..........: %hd\n", sqlerr);
   int16_t isam = cur.i16();
-  run.out.printf("\t\tISAM/RSAM error....: %hd\n", isam);
+  run.em.field("isam_error", isam, "\t\tISAM/RSAM error....: %hd\n", isam);
   // A long offset prints by its low 16 bits, as the short one always did.
   int32_t offset = run.caps.protocolver.has(kLongTextLength) ? cur.i32() : cur.i16();
-  run.out.printf("\t\tOffset in statement: %hd\n", static_cast<int16_t>(offset & 0xffff));
+  auto low = static_cast<int16_t>(offset & 0xffff);
+  run.em.field("offset_in_statement", low, "\t\tOffset in statement: %hd\n", low);
   int16_t len = cur.i16();
-  printstring(cur, len, "\t\tError message......:", 1);
+  printstring(cur, len, "\t\tError message......:", 1, "error_message");
   if (carriesSqlstate(sqlerr)) miError(run, cur, false);
   run.dec.clearDirections();
 }
 
 void decodePutErr(Run& run, Cursor& cur) {
   int32_t rows = cur.i32();
-  run.out.printf("\t\t# rows inserted......: %d\n", rows);
+  run.em.field("n_rows_inserted", rows, "\t\t# rows inserted......: %d\n", rows);
   int16_t sqlerr = cur.i16();
-  run.out.printf("\t\tSQL error..........: %hd\n", sqlerr);
+  run.em.field("sql_error", sqlerr, "\t\tSQL error..........: %hd\n", sqlerr);
   int16_t isam = cur.i16();
-  run.out.printf("\t\tISQM/RSAM error......: %hd\n", isam);
+  run.em.field("isam_error", isam, "\t\tISQM/RSAM error......: %hd\n", isam);
   int16_t offset = cur.i16();
-  run.out.printf("\t\tOffset into statement: %hd\n", offset);
+  run.em.field("offset_in_statement", offset, "\t\tOffset into statement: %hd\n", offset);
   int16_t len = cur.i16();
-  printstring(cur, len, "\t\tError message......:", 1);
+  printstring(cur, len, "\t\tError message......:", 1, "error_message");
   if (carriesSqlstate(sqlerr)) miError(run, cur, true);
   run.dec.clearDirections();
 }
@@ -271,20 +274,20 @@ void decodePut(Run& run, Cursor& cur) {
   int32_t rowSize;
   if (pv.has(kLongPutRowSize)) {
     rowSize = cur.i32();
-    if (!quiet) run.out.printf("\t\tSize of data row: %d\n", rowSize);
+    if (!quiet) run.em.field("size_of_data_row", rowSize, "\t\tSize of data row: %d\n", rowSize);
   } else {
     int16_t s = cur.i16();
     rowSize = s;
-    if (!quiet) run.out.printf("\t\tSize of data row: %hd\n", s);
+    if (!quiet) run.em.field("size_of_data_row", s, "\t\tSize of data row: %hd\n", s);
   }
   int32_t rows;
   if (pv.has(kLongBufferSize)) {
     rows = cur.i32();
-    if (!quiet) run.out.printf("\t\t# rows..........: %d\n", rows);
+    if (!quiet) run.em.field("n_rows", rows, "\t\t# rows..........: %d\n", rows);
   } else {
     int16_t r = cur.i16();
     rows = r;
-    if (!quiet) run.out.printf("\t\t# rows..........: %hd\n", r);
+    if (!quiet) run.em.field("n_rows", r, "\t\t# rows..........: %hd\n", r);
   }
   // Each row counts as a message of its own in the statement statistics.
   if (run.opt.stmtstats && rows > 1)
@@ -300,24 +303,24 @@ void decodePut(Run& run, Cursor& cur) {
 
 void decodeRbwork(Run& run, Cursor& cur) {
   int16_t savepoint = cur.i16();
-  if (!run.opt.min) run.out.printf("\t\tSavepoint: %hd\n", savepoint);
+  if (!run.opt.min) run.em.field("savepoint", savepoint, "\t\tSavepoint: %hd\n", savepoint);
 }
 
 void decodeTupid(Run& run, Cursor& cur) {
   int32_t rowid = cur.i32();
-  if (!run.opt.min) run.out.printf("\t\tFirst rowid: %d\n", rowid);
+  if (!run.opt.min) run.em.field("first_rowid", rowid, "\t\tFirst rowid: %d\n", rowid);
 }
 
 void decodeCost(Run& run, Cursor& cur) {
   int32_t rows = cur.i32();
-  if (!run.opt.min) run.out.printf("\t\testimated #rows: %d\n", rows);
+  if (!run.opt.min) run.em.field("estimated_n_rows", rows, "\t\testimated #rows: %d\n", rows);
   int32_t io = cur.i32();
-  if (!run.opt.min) run.out.printf("\t\testimated I/O..: %d\n", io);
+  if (!run.opt.min) run.em.field("estimated_io", io, "\t\testimated I/O..: %d\n", io);
 }
 
 void decodeFetArrSize(Run& run, Cursor& cur) {
   int16_t size = cur.i16();
-  if (!run.opt.min) run.out.printf("\t\t%hd\n", size);
+  if (!run.opt.min) run.em.field("fetch_array_size", size, "\t\t%hd\n", size);
   ++run.sum.opt_stats_ptr;
   run.sum.fetarr_sum += size;
 }
@@ -329,13 +332,15 @@ void decodeInsertDone(Run& run, Cursor& cur) {
   ldint8(wire, &serial8);
   char text[80] = "";  // a failed conversion prints it empty
   ovb_int8tostr(&serial8, text, sizeof text);
-  run.out.printf("\t\t%s\n", text);
+  // JSON has the number; a value that has no text form is null.
+  Value serial = text[0] ? Value(static_cast<int64_t>(strtoll(text, nullptr, 10))) : Value();
+  run.em.field("serial8", serial, "\t\t%s\n", text);
   if (run.caps.protocolver.has(kBigserial)) {
     uint8_t big[8];
     readField(cur, big);
     int64_t bigserial;
     ldbigint(&bigserial, big);
-    run.out.printf("\tBigserial:%ld\n", static_cast<long>(bigserial));
+    run.em.field("bigserial", bigserial, "\tBigserial:%ld\n", static_cast<long>(bigserial));
   }
 }
 
@@ -349,7 +354,7 @@ void decodeFetchBlob(Run& run, Cursor& cur) {
 
 void decodeBlob(Run& run, Cursor& cur) {
   int16_t n = cur.i16();
-  if (!run.opt.min) run.out.printf("\t\t<%hd bytes of BLOB DATA>\n", n);
+  if (!run.opt.min) run.em.field("blob_bytes", n, "\t\t<%hd bytes of BLOB DATA>\n", n);
   if (run.opt.blob_hex)
     hexdump(cur, n);
   else
@@ -367,7 +372,7 @@ void decodeBlob(Run& run, Cursor& cur) {
 
 void decodeBbind(Run& run, Cursor& cur) {
   int16_t blobs = cur.i16();
-  if (!run.opt.min) run.out.printf("\t\t#blobs: %hd\n", blobs);
+  if (!run.opt.min) run.em.field("n_blobs", blobs, "\t\t#blobs: %hd\n", blobs);
 }
 
 // The end of a transmission. Back on the side that started a file read, the

@@ -71,34 +71,45 @@ void readType(Bounded& in, CollectionType& t) {
 }
 
 void printType(Run& run, const CollectionType& t) {
-  Output& o = run.out;
-  o.printf("\t\t\tType length: %hd\n", t.typeLength);
-  o.printf("\t\t\tType id....: %hd\n", t.typeId);
-  o.printf("\t\t\tType name..: \"%*.*s\" [%d]\n", t.typeLength, t.typeLength, t.typeName.c_str(),
-           t.typeLength);
-  o.printf("\t\t\t# of type info rows..: %hd\n", static_cast<int16_t>(t.rows.size()));
+  Emit& em = run.em;
+  em.open("collection_type");
+  em.field("type_length", t.typeLength, "\t\t\tType length: %hd\n", t.typeLength);
+  em.field("type_id", t.typeId, "\t\t\tType id....: %hd\n", t.typeId);
+  em.field("type_name", t.typeName.c_str(), "\t\t\tType name..: \"%*.*s\" [%d]\n", t.typeLength,
+           t.typeLength, t.typeName.c_str(), t.typeLength);
+  auto nrows = static_cast<int16_t>(t.rows.size());
+  em.field("n_type_info_rows", nrows, "\t\t\t# of type info rows..: %hd\n", nrows);
+  em.open("type_info", Emit::kList);
   int r = 0;
   for (const CollectionRow& row : t.rows) {
-    o.printf("\t\t\t    Type info %d)\n", r++);
-    o.printf("\t\t\t\tSequence #.: %hd\n", row.sequence);
-    o.printf("\t\t\t\tLevel #....: %hd\n", row.level);
-    o.printf("\t\t\t\tParent #...: %hd\n", row.parent);
+    em.open(nullptr);
+    em.text("\t\t\t    Type info %d)\n", r++);
+    em.field("sequence", row.sequence, "\t\t\t\tSequence #.: %hd\n", row.sequence);
+    em.field("level", row.level, "\t\t\t\tLevel #....: %hd\n", row.level);
+    em.field("parent", row.parent, "\t\t\t\tParent #...: %hd\n", row.parent);
     int fl = static_cast<int>(row.fieldName.size());
-    o.printf("\t\t\t\tField name.: \"%*.*s\" [%d]\n", fl, fl, row.fieldName.c_str(), fl);
-    o.printf("\t\t\t\tField #....: %hd\n", row.fieldNo);
+    em.field("field_name", row.fieldName.c_str(), "\t\t\t\tField name.: \"%*.*s\" [%d]\n", fl, fl,
+             row.fieldName.c_str(), fl);
+    em.field("field_no", row.fieldNo, "\t\t\t\tField #....: %hd\n", row.fieldNo);
     printtypename(run, row.type, "\t\t\t\tType #....: ");
-    o.printf("\n\t\t\t\tLength #...: %hd (0x%x)\n", row.length, row.length);
+    em.field("length", row.length, "\n\t\t\t\tLength #...: %hd (0x%x)\n", row.length,
+             static_cast<unsigned>(row.length));
     // The extended id is shown twice, as its own line and as the flags.
-    o.printf("\t\t\t\tExtend ID..: %hd\n", row.xid);
-    o.printf("\t\t\t\tFlags......: %hd\n", row.xid);
+    em.field("extend_id", row.xid, "\t\t\t\tExtend ID..: %hd\n", row.xid);
+    em.field("flags", row.xid, "\t\t\t\tFlags......: %hd\n", row.xid);
     int nl = static_cast<int>(row.xtypeName.size());
-    o.printf("\t\t\t\tXType name.: \"%*.*s\" [%d]\n", nl, nl, row.xtypeName.c_str(), nl);
+    em.field("xtype_name", row.xtypeName.c_str(), "\t\t\t\tXType name.: \"%*.*s\" [%d]\n", nl, nl,
+             row.xtypeName.c_str(), nl);
     int ol = static_cast<int>(row.xtypeOwner.size());
-    o.printf("\t\t\t\tXType owner: \"%*.*s\" [%d]\n", ol, ol, row.xtypeOwner.c_str(), ol);
-    o.printf("\t\t\t\talignment..: %hd\n", row.alignment);
-    o.printf("\t\t\t\tsource type: %hd\n", row.sourceType);
-    o.flush();
+    em.field("xtype_owner", row.xtypeOwner.c_str(), "\t\t\t\tXType owner: \"%*.*s\" [%d]\n", ol, ol,
+             row.xtypeOwner.c_str(), ol);
+    em.field("alignment", row.alignment, "\t\t\t\talignment..: %hd\n", row.alignment);
+    em.field("source_type", row.sourceType, "\t\t\t\tsource type: %hd\n", row.sourceType);
+    em.close();
+    run.out.flush();
   }
+  em.close();
+  em.close();
 }
 
 }  // namespace
@@ -125,12 +136,14 @@ const char* ldcollection(Cursor& cur, int32_t total, Collection& out) {
 
 bool printcollection(Cursor& cur) {
   Run& run = cur.run;
-  run.out.printf("\n");
+  Emit& em = run.em;
+  em.text("\n");
   int32_t total = cur.i32();
-  if (!run.opt.min) run.out.printf("\t\t\tData length: %hd\n", static_cast<int16_t>(total));
+  auto shownTotal = static_cast<int16_t>(total);
+  if (!run.opt.min) em.field("data_length", shownTotal, "\t\t\tData length: %hd\n", shownTotal);
   if (total > 0 && cur.left <= 0) cur.nextPacket();
   if (total < 0 || total > cur.left) {
-    run.out.printf(
+    em.error(
         "\nERROR: Collection value of %d bytes does not fit the %d bytes left in the packet.  "
         "Reset message to skip forward to next packet!\n",
         total, cur.left);
@@ -140,7 +153,7 @@ bool printcollection(Cursor& cur) {
   int32_t start = cur.pos;
   Collection c;
   if (const char* bad = ldcollection(cur, total, c)) {
-    run.out.printf(
+    em.error(
         "\nERROR: Collection header runs past its %d bytes at the %s.  Reset message to skip "
         "forward to next packet!\n",
         total, bad);
@@ -152,13 +165,13 @@ bool printcollection(Cursor& cur) {
   bool fetched = run.dec.isReply(run.dec.msgtype);
   const CollectionType& t = c.types[!fetched && c.ntypes > 1 ? 1 : 0];
   if (!run.opt.min) {
-    run.out.printf("\t\t\tHandle.....: %hd\n", c.handle);
-    run.out.printf("\t\t\tData length: %hd\n", c.dataLength);
-    run.out.printf("\t\t\tFlags......: %hd\n", c.flags);
+    em.field("handle", c.handle, "\t\t\tHandle.....: %hd\n", c.handle);
+    em.field("element_data_length", c.dataLength, "\t\t\tData length: %hd\n", c.dataLength);
+    em.field("flags", c.flags, "\t\t\tFlags......: %hd\n", c.flags);
     printType(run, t);
   }
   cur.advance(c.dataAt - cur.pos);
-  hexdump(cur, c.dataLength);
+  hexdump(cur, c.dataLength, "data");
   // The value ends where its total length says, whatever the dump skipped.
   cur.advance(start + total - cur.pos);
   return true;

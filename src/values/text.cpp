@@ -11,6 +11,7 @@
 
 #include "driver/cursor.h"
 #include "driver/run.h"
+#include "render/keys.h"
 #include "values/codeset.h"
 
 namespace wp {
@@ -29,7 +30,7 @@ void skipPad(Cursor& cur) {
 
 }  // namespace
 
-void printstring(Cursor& cur, int32_t len, const char* label, int force) {
+void printstring(Cursor& cur, int32_t len, const char* label, int force, const char* key) {
   Run& run = cur.run;
   std::string& text = run.textbuf;
   text.clear();
@@ -52,7 +53,11 @@ void printstring(Cursor& cur, int32_t len, const char* label, int force) {
       shownLen = n;
     }
   }
-  if (force == 1 || !run.opt.min) run.out.printf("%s \"%s\" [%d]\n", label, shown, shownLen);
+  if (force == 1 || !run.opt.min) {
+    char derived[64];
+    if (!key && run.em.json()) key = snakeKey(label, derived, sizeof derived);
+    run.em.field(key, shown, "%s \"%s\" [%d]\n", label, shown, shownLen);
+  }
   run.out.flush();
   if (len & 1) skipPad(cur);
 }
@@ -90,7 +95,32 @@ size_t dumpOffset(char* o, uint32_t i) {
 
 }  // namespace
 
-void hexdump(Cursor& cur, int32_t n) {
+namespace {
+
+// The bytes a dump shows, as one JSON hex string: the same walk through the
+// packets, without the lines.
+void hexField(Cursor& cur, int32_t n, const char* key) {
+  std::string bytes;
+  for (int32_t i = 0; i < n;) {
+    while (cur.left <= 0) cur.nextPacket();
+    int32_t k = std::min(cur.left, n - i);
+    const auto& buf = cur.run.rd.packet;
+    int32_t real = cur.pos < 0 ? 0 : static_cast<int32_t>(buf.size()) - cur.pos;
+    real = std::clamp(real, 0, k);
+    bytes.append(reinterpret_cast<const char*>(buf.data()) + cur.pos, static_cast<size_t>(real));
+    bytes.append(static_cast<size_t>(k - real), '\0');
+    cur.advance(k);
+    i += k;
+  }
+  cur.run.em.also(key, Value::hex(bytes.data(), bytes.size()));
+  if (n & 1) cur.advance(1);
+}
+
+}  // namespace
+
+void hexdump(Cursor& cur, int32_t n, const char* key) {
+  if (cur.run.em.json()) return hexField(cur, n, key);
+  cur.run.em.also(key, Value());  // counted as the one field the dump is
   Output& out = cur.run.out;
   static const char kHex[] = "0123456789abcdef";
   out.write(kEquals, sizeof kEquals - 1);
@@ -174,7 +204,7 @@ void printPrintable(Output& out, const char* v, int32_t n) {
 
 }  // namespace
 
-void printchar(Cursor& cur, int32_t len) {
+void printchar(Cursor& cur, int32_t len, const char* key) {
   Run& run = cur.run;
   if (cur.left <= 0) cur.nextPacket();
   // The value is printed from the current packet alone: bytes beyond its end
@@ -192,13 +222,20 @@ void printchar(Cursor& cur, int32_t len) {
     }
   }
   int32_t count;
+  std::string& text = run.textbuf;
   if (run.opt.isprint_flag) {
-    printPrintable(run.out, value, have);
+    if (run.em.json()) {
+      // JSON escapes what is not printable itself: the value as it is.
+      text.assign(value, static_cast<size_t>(have));
+      run.em.also(key, text.c_str());
+    } else {
+      run.em.also(key, Value());
+      printPrintable(run.out, value, have);
+    }
     count = len;
   } else {
-    std::string& text = run.textbuf;
     text.assign(value, static_cast<size_t>(have));
-    run.out.printf("\"%s\" [%hd]\n", text.c_str(), static_cast<int16_t>(shownLen));
+    run.em.field(key, text.c_str(), "\"%s\" [%hd]\n", text.c_str(), static_cast<int16_t>(shownLen));
     count = shownLen;  // a converted text moves the position by its own length
   }
   run.out.flush();

@@ -1,5 +1,6 @@
 #include "values/typename.h"
 
+#include <cstdio>
 #include <string>
 
 #include "driver/run.h"
@@ -69,11 +70,16 @@ const char* const kNames[54] = {
 struct FlagName {
   int bit;
   const char* text;
+  const char* name;
 };
 const FlagName kFlags[] = {
-    {0x0400, "FLT->DEC, "},          {0x0800, "DISTINCT, "}, {0x1000, "NAMED, "},
-    {0x2000, "DLVARCHAR, "},         {0x4000, "DBOOLEAN, "}, {0x1000, "CONSTRUCTOR, "},
-    {0x8000, "CLIENT COLLECTION, "},
+    {0x0400, "FLT->DEC, ", "FLT->DEC"},
+    {0x0800, "DISTINCT, ", "DISTINCT"},
+    {0x1000, "NAMED, ", "NAMED"},
+    {0x2000, "DLVARCHAR, ", "DLVARCHAR"},
+    {0x4000, "DBOOLEAN, ", "DBOOLEAN"},
+    {0x1000, "CONSTRUCTOR, ", "CONSTRUCTOR"},
+    {0x8000, "CLIENT COLLECTION, ", "CLIENT COLLECTION"},
 };
 
 }  // namespace
@@ -82,17 +88,28 @@ const char* sqltypename(int code) {
   return code >= 0 && code <= 53 ? kNames[code] : nullptr;
 }
 
-int printtypename(Run& run, int type, const char* prefix) {
+int printtypename(Run& run, int type, const char* prefix, const char* key) {
   int code = type & 0xff;
   if (code > 53) {
-    if (!run.opt.min) run.out.printf("\nERROR: Invalid Type (%hd).\n", static_cast<int16_t>(code));
+    if (!run.opt.min) run.em.error("\nERROR: Invalid Type (%hd).\n", static_cast<int16_t>(code));
     return -1;
   }
   std::string flags = type & 0x0100 ? "NOT NULLABLE, " : "NULLABLE, ";
-  for (const FlagName& f : kFlags)
-    if (type & f.bit) flags += f.text;
+  // JSON has the same entries as an array of names (without their ", ").
+  const char* names[8] = {type & 0x0100 ? "NOT NULLABLE" : "NULLABLE"};
+  size_t count = 1;
+  for (const FlagName& f : kFlags) {
+    if (!(type & f.bit)) continue;
+    flags += f.text;
+    names[count++] = f.name;
+  }
   flags.erase(flags.rfind(','));  // every entry ends in ", "
-  if (!run.opt.min) run.out.printf("%s%s; %s\n", prefix, kNames[code], flags.c_str());
+  if (!run.opt.min) {
+    run.em.field(key, kNames[code], "%s%s; %s\n", prefix, kNames[code], flags.c_str());
+    char flagsKey[64] = "";
+    if (run.em.json()) snprintf(flagsKey, sizeof flagsKey, "%s_flags", key);
+    run.em.also(flagsKey, Value::names(names, count));
+  }
   run.out.flush();
   return 0;
 }

@@ -15,7 +15,8 @@ constexpr int kTypeClientCollection = 0x8000;
 const char* sqltypename(int code);
 
 // "<prefix><name>; <flags>" for a type word. Returns 0, or -1 for a code
-// above 53 (after an error line). Prints nothing under -min.
-int printtypename(Run& run, int type, const char* prefix);
+// above 53 (after an error line). Prints nothing under -min. JSON has the
+// name under key and the flags as an array under key + "_flags".
+int printtypename(Run& run, int type, const char* prefix, const char* key = "type");
 
 }  // namespace wp

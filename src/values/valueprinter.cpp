@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <cctype>
+#include <cstdlib>
 #include <cstring>
 
 #include "driver/cursor.h"
@@ -60,7 +61,7 @@ void printDecimal(Cursor& cur) {
   text[79] = '\0';
   dectoasc(&rec, text, 79, -1);
   ldchar(text, 79, text);
-  run.out.printf("%s\n", text);
+  run.em.field("data", text, "%s\n", text);
   cur.skipPadded(n);
 }
 
@@ -68,9 +69,11 @@ void printDecimal(Cursor& cur) {
 // length, shown unless -min, come before the bytes.
 int32_t longLength(Cursor& cur) {
   Run& run = cur.run;
-  run.out.printf("\n");
+  run.em.text("\n");
   int32_t n = cur.i32();
-  if (!run.opt.min) run.out.printf("\t\t\tData length: %hd\n", static_cast<int16_t>(n));
+  auto shownLength = static_cast<int16_t>(n);
+  if (!run.opt.min)
+    run.em.field("data_length", shownLength, "\t\t\tData length: %hd\n", shownLength);
   return n;
 }
 
@@ -86,7 +89,7 @@ void printBool(Cursor& cur) {
   int32_t n = longLength(cur);
   if (n > 0) cur.need(1);
   int8_t first = cur.left > 0 ? static_cast<int8_t>(*cur.ptr()) : 0;
-  cur.run.out.printf("%x\n", static_cast<unsigned>(first));
+  cur.run.em.field("data", first, "%x\n", static_cast<unsigned>(first));
   // Here the pad byte is skipped only when the packet still holds it.
   if ((cur.skipField(n) & 1) && cur.left > 0) cur.advance(1);
 }
@@ -95,7 +98,7 @@ void printBool(Cursor& cur) {
 // when the value could not be read and the packet was dropped.
 bool printData(Cursor& cur, int type, bool row) {
   Run& run = cur.run;
-  Output& o = run.out;
+  Emit& em = run.em;
   int code = row ? 22 : type & 0xff;
   if (type & kTypeClientCollection) code = 22;
   switch (code) {
@@ -105,23 +108,29 @@ bool printData(Cursor& cur, int type, bool row) {
     case 16:
       printchar(cur, cur.i16());
       break;
-    case 1:
-      o.printf("%hd\n", cur.i16());
+    case 1: {
+      int16_t v = cur.i16();
+      em.field("data", v, "%hd\n", v);
       break;
+    }
     case 2:
-    case 6:
-      o.printf("%d\n", cur.i32());
+    case 6: {
+      int32_t v = cur.i32();
+      em.field("data", v, "%d\n", v);
       break;
+    }
     case 3: {
       uint8_t b[8];
       fixed(cur, 8, b);
-      o.printf("%g\n", network_lddbl(b, run.caps.transFloatType));
+      double v = network_lddbl(b, run.caps.transFloatType);
+      em.field("data", v, "%g\n", v);
       break;
     }
     case 4: {
       uint8_t b[4];
       fixed(cur, 4, b);
-      o.printf("%g\n", static_cast<double>(network_ldfloat(b, run.caps.transFloatType)));
+      auto v = static_cast<double>(network_ldfloat(b, run.caps.transFloatType));
+      em.field("data", v, "%g\n", v);
       break;
     }
     case 5:
@@ -133,14 +142,14 @@ bool printData(Cursor& cur, int type, bool row) {
     case 7: {
       char text[80] = "";
       rdatestr(cur.i32(), text);
-      o.printf("%s\n", text);
+      em.field("data", text, "%s\n", text);
       break;
     }
     case 9:
       break;
     case 11:
     case 12:
-      o.printf("\n");
+      em.text("\n");
       if (run.opt.blob_hex)
         hexdump(cur, 56);
       else
@@ -154,7 +163,9 @@ bool printData(Cursor& cur, int type, bool row) {
       ldint8(b, &rec);
       char text[80] = "";
       ovb_int8tostr(&rec, text, sizeof text);
-      o.printf("%s\n", text);
+      // JSON has the number; a value that has no text form is null.
+      Value v = text[0] ? Value(static_cast<int64_t>(strtoll(text, nullptr, 10))) : Value();
+      em.field("data", v, "%s\n", text);
       break;
     }
     case 19:
@@ -180,12 +191,14 @@ bool printData(Cursor& cur, int type, bool row) {
       uint8_t b[8];
       fixed(cur, 8, b);
       int64_t v;
-      o.printf("%ld\n", static_cast<long>(ldbigint(&v, b)));
+      ldbigint(&v, b);
+      em.field("data", v, "%ld\n", static_cast<long>(v));
       break;
     }
     default:
       // The value's bytes stay where they are.
-      o.printf("Invalid Type in value: %hd\n", static_cast<int16_t>(type));
+      em.field("invalid_type", static_cast<int16_t>(type), "Invalid Type in value: %hd\n",
+               static_cast<int16_t>(type));
       break;
   }
   return true;
@@ -195,7 +208,7 @@ bool printData(Cursor& cur, int type, bool row) {
 // data. Returns false when the rest of the packet was dropped.
 bool printvalue(Cursor& cur, int i) {
   Run& run = cur.run;
-  Output& o = run.out;
+  Emit& em = run.em;
   int type = cur.i16();
   char prefix[40];
   snprintf(prefix, sizeof prefix, "%s%d) Type.....: ", kIndent, i);
@@ -204,20 +217,22 @@ bool printvalue(Cursor& cur, int i) {
   bool row = false;
   if (run.caps.protocolver.has(0, 0x20) && (!builtin(code) || (type & kTypeDistinct))) {
     int16_t owner = cur.i16();
-    if (owner > 0) printstring(cur, owner, "\t\t\tOwner Name: ", 0);
+    if (owner > 0) printstring(cur, owner, "\t\t\tOwner Name: ", 0, "owner_name");
     int16_t name = cur.i16();
     if (code == 44 && name > 0) {
       if (cur.left <= 0) cur.nextPacket();
       row = namesRow(cur, name);
     }
-    if (name > 0) printstring(cur, name, "\t\t\tExtended Type Name: ", 0);
+    if (name > 0) printstring(cur, name, "\t\t\tExtended Type Name: ", 0, "extended_type_name");
   }
   int16_t indicator = cur.i16();
   int16_t precision = cur.i16();
-  o.printf("%sIndicator: %s\n", kIndent, indicator == -1 ? "NULL" : "NOT NULL");
-  o.printf("%sPrecision: 0x%x\n", kIndent, static_cast<unsigned>(precision));
+  const char* null = indicator == -1 ? "NULL" : "NOT NULL";
+  em.field("indicator", null, "%sIndicator: %s\n", kIndent, null);
+  auto bits = static_cast<unsigned>(precision);
+  em.field("precision", bits, "%sPrecision: 0x%x\n", kIndent, bits);
   if (indicator == -1) return true;
-  o.printf("%sData.....: ", kIndent);
+  em.text("%sData.....: ", kIndent);
   return printData(cur, type, row);
 }
 
@@ -225,13 +240,18 @@ bool printvalue(Cursor& cur, int i) {
 
 void printvalues(Cursor& cur, int32_t count) {
   Run& run = cur.run;
+  Emit& em = run.em;
+  em.open("values", Emit::kList);
   for (int32_t i = 0; i < count; ++i) {
+    em.open(nullptr);
     bool ok = printvalue(cur, i);
+    em.close();
     run.out.flush();
-    if (!ok) return;
-    // Separators go to standard output, not to the listing.
-    if (i != count - 1) run.out.out("\n");
+    if (!ok) break;
+    // Separators go to standard output, not to the listing (nor to JSON).
+    if (i != count - 1 && !em.json()) run.out.out("\n");
   }
+  em.close();
 }
 
 }  // namespace wp

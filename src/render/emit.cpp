@@ -1,0 +1,88 @@
+// The JSON side of the emission interface, and the diagnostics of both
+// renderings (the listing's inline paths are in emit.h).
+#include "render/emit.h"
+
+#include <cstdio>
+#include <cstring>
+#include <string>
+
+#include "render/json_render.h"
+
+namespace wp {
+
+void Emit::jsonField(const char* key, const Value& v) {
+  json_->field(key, v);
+}
+
+void Emit::jsonOpen(const char* key, Group g) {
+  json_->open(key, g == kList);
+}
+
+void Emit::jsonClose() {
+  json_->close();
+}
+
+void Emit::jsonBeginMessage(int type, const char* name, int32_t offset) {
+  json_->beginMessage(type, name, offset);
+}
+
+void Emit::jsonEndMessage() {
+  json_->endMessage();
+}
+
+void Emit::jsonBeginRecord(const char* kind) {
+  json_->beginRecord(kind);
+}
+
+void Emit::jsonEndRecord() {
+  json_->endRecord();
+}
+
+// JSON keeps the text after "ERROR: " without the blank line before it or
+// the newline after it.
+void Emit::error(const char* fmt, ...) {
+  va_list ap;
+  va_start(ap, fmt);
+  if (!json_) {
+    out_.vprintf(fmt, ap);
+    va_end(ap);
+    return;
+  }
+  char small[256];
+  va_list again;
+  va_copy(again, ap);
+  int n = vsnprintf(small, sizeof small, fmt, ap);
+  va_end(ap);
+  std::string big;
+  const char* text = small;
+  if (n >= static_cast<int>(sizeof small)) {
+    big.resize(static_cast<size_t>(n) + 1);
+    vsnprintf(big.data(), big.size(), fmt, again);
+    text = big.data();
+  }
+  va_end(again);
+  if (n < 0) return;
+  size_t len = static_cast<size_t>(n);
+  while (len > 0 && (*text == '\n')) ++text, --len;
+  if (len >= 7 && memcmp(text, "ERROR: ", 7) == 0) text += 7, len -= 7;
+  while (len > 0 && text[len - 1] == '\n') --len;
+  json_->diagnostic(text, len, pos_);
+}
+
+void Emit::finish() {
+  while (open_ > 0) endMessage();
+  if (json_) json_->finish();
+}
+
+void Emit::tallyBegin() {
+  outer_.push_back(fields_);
+  fields_ = 0;
+}
+
+void Emit::tallyEnd() {
+  tally_->push_back(fields_);
+  fields_ = outer_.empty() ? 0 : outer_.back();
+  if (!outer_.empty()) outer_.pop_back();
+}
+
+}  // namespace wp

@@ -1,0 +1,50 @@
+// The JSON Lines rendering (-json): one object per line, written to the
+// listing's Output as soon as it is complete. Records of the trace file and
+// diagnostics are complete where they are emitted; a message is complete at
+// its end, so a message that runs on into further packets follows their
+// packet records, and a diagnostic raised inside a message precedes it.
+#pragma once
+
+#include <cstdint>
+#include <string>
+#include <vector>
+
+#include "render/json_writer.h"
+
+namespace wp {
+
+class Output;
+struct Reader;
+
+class JsonRender {
+ public:
+  JsonRender(Output& out, const Reader& rd) : out_(out), rd_(rd) {}
+
+  void field(const char* key, const Value& v);
+  void open(const char* key, bool list);
+  void close();
+  void diagnostic(const char* text, size_t n, int32_t offset);
+  void beginMessage(int type, const char* name, int32_t offset);
+  void endMessage();
+  void beginRecord(const char* kind);
+  void endRecord();
+  // Writes out whatever is still open (a run that ended inside a message).
+  void finish();
+
+ private:
+  struct Frame {
+    JsonWriter w;
+    bool message = false;
+    int32_t packet = 0, offset = 0;
+  };
+  Frame& push();
+  void pop();
+
+  Output& out_;
+  const Reader& rd_;
+  std::vector<Frame> frames_;  // objects being built, innermost last
+  size_t depth_ = 0;           // frames_[0..depth_) are in use
+  JsonWriter line_;            // a diagnostic, written at once
+};
+
+}  // namespace wp
