@@ -196,17 +196,19 @@ int getpacket(Run& run, const uint8_t* carry, int32_t carrylen) {
       bool ok = rd.file.read(m, 8) == 8;
       if (!ok && rd.file.error()) run.out.perror(name);
       if (ok && fork) {
+        const char dir[] = {code[0], '-', '>', 'F', '\0'};
         em.beginRecord("fork");
         em.also("n", rd.g_ipkt);
+        em.also("dir", dir);
         em.field("pid", be32(m), "\n%c->F  FORKED PROCESS %d\n", code[0], be32(m));
         em.endRecord();
       } else if (ok) {
-        char text[11] = "0x";
-        memcpy(text + 2, m, 8);
+        char text[9] = {};
+        memcpy(text, m, 8);
         em.beginRecord("thread");
         em.also("n", rd.g_ipkt);
-        em.field("address", text, "\nCLIENT THREAD OSTCB ADDRESS: 0x%s\n", text + 2);
-        run.thr.select(static_cast<int64_t>(strtol(text + 2, nullptr, 0)));
+        em.field("address", text, "\nCLIENT THREAD OSTCB ADDRESS: 0x%s\n", text);
+        run.thr.select(static_cast<int64_t>(strtol(text, nullptr, 0)));
         em.also("thread", run.thr.cur->index);
         em.endRecord();
       }

@@ -79,6 +79,18 @@ void Emit::tallyBegin() {
   fields_ = 0;
 }
 
+// A record's fields (a packet that a message runs on into) are not the
+// message's.
+void Emit::tallyBeginRecord() {
+  outer_.push_back(fields_);
+  fields_ = 0;
+}
+
+void Emit::tallyEndRecord() {
+  fields_ = outer_.empty() ? 0 : outer_.back();
+  if (!outer_.empty()) outer_.pop_back();
+}
+
 void Emit::tallyEnd() {
   tally_->push_back(fields_);
   fields_ = outer_.empty() ? 0 : outer_.back();

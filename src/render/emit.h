@@ -98,9 +98,11 @@ class Emit {
   // A record of the trace file (packet, marker, header, statistics): its
   // fields follow as fields.
   void beginRecord(const char* kind) {
+    if (tally_) tallyBeginRecord();
     if (json_) jsonBeginRecord(kind);
   }
   void endRecord() {
+    if (tally_) tallyEndRecord();
     if (json_) jsonEndRecord();
   }
 
@@ -122,6 +124,8 @@ class Emit {
   void jsonEndRecord();
   void tallyBegin();
   void tallyEnd();
+  void tallyBeginRecord();
+  void tallyEndRecord();
 
   Output& out_;
   JsonRender* json_ = nullptr;
@@ -129,7 +133,7 @@ class Emit {
   int open_ = 0;  // messages begun and not ended
   size_t fields_ = 0;
   std::vector<size_t>* tally_ = nullptr;
-  std::vector<size_t> outer_;  // the counts of the messages a nested one interrupted
+  std::vector<size_t> outer_;  // the counts of what a nested message or record interrupted
 };
 
 }  // namespace wp

@@ -68,7 +68,7 @@ void JsonRender::diagnostic(const char* text, size_t n, int32_t offset) {
   line_.beginObject();
   line_.field("kind", "diagnostic");
   line_.field("packet", packet);
-  line_.field("offset", offset);
+  if (offset >= 0) line_.field("offset", offset);  // none for a record's own error
   line_.key("text");
   line_.string(text, n);
   line_.end();

@@ -138,15 +138,20 @@ void JsonWriter::number(int64_t v) {
   buf_.append(t, r.ptr);
 }
 
-// Shortest text that reads back as the same double; JSON has no NaN or
+// The shortest text that reads back as the same double; JSON has no NaN or
 // infinity, so those are the strings printf would show.
 void JsonWriter::number(double v) {
   if (!std::isfinite(v)) {
     buf_ += std::isnan(v) ? "\"nan\"" : (v > 0 ? "\"inf\"" : "\"-inf\"");
     return;
   }
-  char t[40];
-  auto r = std::to_chars(t, t + sizeof t, v);
+  // Plain decimals while they stay short (time stamps are not 1.7e+09).
+  char t[64];
+  double a = std::fabs(v);
+  bool plain = a < 1e16 && (a == 0 || a >= 1e-6);
+  auto r = std::to_chars(t, t + sizeof t, v,
+                         plain ? std::chars_format::fixed : std::chars_format::general);
+  if (r.ec != std::errc()) r = std::to_chars(t, t + sizeof t, v);
   buf_.append(t, r.ptr);
 }
 
