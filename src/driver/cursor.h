@@ -45,9 +45,7 @@ class Cursor {
     if (n > 0 && (n & 1)) skip(1);
   }
   // skipField, then the pad byte when that last part is odd.
-  void skipPadded(int32_t n) {
-    if (skipField(n) & 1) skip(1);
-  }
+  void skipPadded(int32_t n) { padAfter(skipField(n)); }
 
   // The next packet with nothing carried (the bytes left are dropped).
   void nextPacket();

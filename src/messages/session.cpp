@@ -65,7 +65,7 @@ void infoEnv(Run& run, Cursor& cur) {
   for (int16_t n = cur.i16(); n > 0; n = cur.i16()) {
     gatherText(cur, n, text);
     if (shown(run)) run.out.printf("\t\t\t\"%*.*s\"=", n, n, text.c_str());
-    if (n & 1) cur.skip(1);
+    cur.padAfter(n);
     int16_t v = cur.i16();
     gatherText(cur, v, text);
     const char* value = text.c_str();
@@ -78,7 +78,7 @@ void infoEnv(Run& run, Cursor& cur) {
       }
     }
     if (shown(run)) run.out.printf("\"%*.*s\"\n", len, len, value);
-    if (v & 1) cur.skip(1);
+    cur.padAfter(v);
   }
 }
 

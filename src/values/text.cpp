@@ -126,7 +126,7 @@ void hexdump(Cursor& cur, int32_t n) {
   out.put('\n');
   out.write(kEquals, sizeof kEquals - 1);
   out.flush();
-  if (n & 1) cur.advance(1);
+  if (n > 0 && (n & 1)) cur.advance(1);
 }
 
 namespace {
