@@ -7,9 +7,9 @@
 # Builds wireprint and tracegen (optimised, in --build, default build-bench; or
 # takes them as built in --bin), generates seeded traces in --dir (default
 # ${TMPDIR:-/tmp}/wireprint-bench), then on the same traces:
-#   - times wireprint (default, -tuple, -summary -stmt_stat, line-flushed) and
-#     xxd on the --size trace: input MB/s, output MB/s, lines/s, peak memory,
-#     and the ratios between them;
+#   - times wireprint (default, -tuple, -summary -stmt_stat, -json,
+#     line-flushed) and xxd on the --size trace: input MB/s, output MB/s,
+#     lines/s, peak memory, and the ratios between them;
 #   - times the default listing on traces of 1/16, 1/4 and 1 times --size (in
 #     turns, best of at least 3) and compares the times with 1:4:16;
 #   - counts write system calls, buffered and line-flushed, on a --syscall-size
@@ -150,6 +150,7 @@ measure() {  # label, then the command
 measure "wireprint" "$wp" "$big"
 measure "wireprint -tuple" "$wp" -tuple "$big"
 measure "wireprint -summary -stmt_stat" "$wp" -summary -stmt_stat "$big"
+measure "wireprint -json" "$wp" -json "$big"
 measure "wireprint (line-flushed)" env WIREPRINT_LINEFLUSH=1 "$wp" "$big"
 if command -v xxd >/dev/null; then
   measure "xxd" xxd "$big"
@@ -164,6 +165,7 @@ echo "wireprint / xxd                : $(ratio "${SEC[xxd]}" "${SEC[wireprint]}"
 echo "wireprint -tuple / xxd         : $(ratio "${SEC[xxd]}" "${SEC[wireprint -tuple]}")"
 echo "wireprint -tuple / wireprint   : $(ratio "${SEC[wireprint]}" "${SEC[wireprint -tuple]}")"
 echo "-summary -stmt_stat / wireprint: $(ratio "${SEC[wireprint]}" "${SEC[wireprint -summary -stmt_stat]}")"
+echo "-json / wireprint              : $(ratio "${SEC[wireprint]}" "${SEC[wireprint -json]}")"
 echo "buffered / line-flushed        : $(ratio "${SEC[wireprint (line-flushed)]}" "${SEC[wireprint]}")"
 
 echo
@@ -255,6 +257,8 @@ check "-tuple against xxd, x" "$(ratio "${SEC[xxd]}" "${SEC[wireprint -tuple]}")
   ">= 1 (aim 2)"
 check "-tuple against xxd (cpu), x" "$(ratio "${CPU[xxd]}" "${CPU[wireprint -tuple]}")" \
   "v >= 1" ">= 1 (aim 2)"
+check "-json against the listing, input rate x" \
+  "$(ratio "${SEC[wireprint]}" "${SEC[wireprint -json]}")" "v >= 0.5" ">= 0.5"
 check "scaling 4x and 16x (cpu), worst deviation %" "$worst" "v <= 15" "<= 15"
 check "peak memory without -stmt_stat, MB" \
   "$(awk -v k="${MEM[wireprint]}" 'BEGIN { printf "%.1f", k / 1024 }')" "v < 32" "< 32"

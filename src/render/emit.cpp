@@ -74,8 +74,9 @@ void Emit::finish() {
   if (json_) json_->finish();
 }
 
-void Emit::tallyBegin() {
+void Emit::tallyBegin(int type) {
   outer_.push_back(fields_);
+  openTypes_.push_back(type);
   fields_ = 0;
 }
 
@@ -93,6 +94,8 @@ void Emit::tallyEndRecord() {
 
 void Emit::tallyEnd() {
   tally_->push_back(fields_);
+  if (tallyTypes_) tallyTypes_->push_back(openTypes_.empty() ? 0 : openTypes_.back());
+  if (!openTypes_.empty()) openTypes_.pop_back();
   fields_ = outer_.empty() ? 0 : outer_.back();
   if (!outer_.empty()) outer_.pop_back();
 }

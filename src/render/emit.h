@@ -84,7 +84,7 @@ class Emit {
   // Messages nest when a decode pulls in a packet that is decoded on its own.
   void beginMessage(int type, const char* name, int32_t offset) {
     ++open_;
-    if (tally_) tallyBegin();
+    if (tally_) tallyBegin(type);
     if (!json_)
       out_.printf("\t%s\n", name);
     else
@@ -111,8 +111,12 @@ class Emit {
   void finish();
 
   // Checks: when set, the JSON leaves each message's fields make are
-  // appended to *t as each message ends (in either rendering).
-  void setTally(std::vector<size_t>* t) { tally_ = t; }
+  // appended to *t as each message ends (in either rendering), and the
+  // message's type to *types when given.
+  void setTally(std::vector<size_t>* t, std::vector<int>* types = nullptr) {
+    tally_ = t;
+    tallyTypes_ = types;
+  }
 
  private:
   void jsonField(const char* key, const Value& v);
@@ -122,7 +126,7 @@ class Emit {
   void jsonEndMessage();
   void jsonBeginRecord(const char* kind);
   void jsonEndRecord();
-  void tallyBegin();
+  void tallyBegin(int type);
   void tallyEnd();
   void tallyBeginRecord();
   void tallyEndRecord();
@@ -133,7 +137,9 @@ class Emit {
   int open_ = 0;  // messages begun and not ended
   size_t fields_ = 0;
   std::vector<size_t>* tally_ = nullptr;
-  std::vector<size_t> outer_;  // the counts of what a nested message or record interrupted
+  std::vector<int>* tallyTypes_ = nullptr;
+  std::vector<int> openTypes_;  // types of the messages begun and not ended
+  std::vector<size_t> outer_;   // the counts of what a nested message or record interrupted
 };
 
 }  // namespace wp

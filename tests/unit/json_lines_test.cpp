@@ -1,8 +1,9 @@
 // Every golden and example trace, run again with -json: each line must parse
 // with a real JSON parser as one object of a known kind, without duplicate
-// keys, and each message object must hold as many leaves as the listing run
-// emitted fields for that message (both counted per message: the listing by
-// the emission interface, JSON by parsing the text).
+// keys, conform to doc/wireprint.schema.json, and each message object must
+// hold as many leaves as the listing run emitted fields for that message
+// (both counted per message: the listing by the emission interface, JSON by
+// parsing the text). The JSON goldens' expected lines must conform too.
 #include <gtest/gtest.h>
 
 #include <filesystem>
@@ -14,6 +15,7 @@
 #include <vector>
 
 #include "driver/run.h"
+#include "json_schema.h"
 #include "tracec.h"
 
 namespace wp {
@@ -199,6 +201,12 @@ const std::set<std::string> kKinds = {"header", "packet",  "fork",
                                       "notice", "summary", "statement_statistics",
                                       "field"};
 
+const test::SchemaValidator& schema() {
+  static const test::SchemaValidator v(
+      json::parse(slurp(WIREPRINT_SOURCE_DIR "/doc/wireprint.schema.json")));
+  return v;
+}
+
 void checkCase(const GoldenCase& c) {
   Rendered listing = render(c, false);
   Rendered js = render(c, true);
@@ -214,6 +222,8 @@ void checkCase(const GoldenCase& c) {
     ASSERT_TRUE(j.is_object()) << line;
     ASSERT_TRUE(j.contains("kind") && j["kind"].is_string()) << line;
     EXPECT_TRUE(kKinds.count(j["kind"].get<std::string>())) << line;
+    std::string bad = schema().check(j);
+    EXPECT_TRUE(bad.empty()) << bad << "\n" << line;
     if (j["kind"] == "message") {
       ASSERT_TRUE(j["fields"].is_object()) << line;
       parsedLeaves.push_back(leaves(j["fields"]));
@@ -233,6 +243,42 @@ TEST(JsonLines, EveryGoldenTraceGivesValidObjects) {
     SCOPED_TRACE(c.name);
     checkCase(c);
   }
+}
+
+// The hand-written expectations of the JSON goldens conform to the schema, and
+// the schema rejects what it must (so that a lax schema cannot pass).
+TEST(JsonSchema, GoldenExpectationsConform) {
+  int lines = 0;
+  for (auto& e : std::filesystem::directory_iterator(WIREPRINT_SOURCE_DIR "/tests/golden")) {
+    std::string name = e.path().filename().string();
+    if (name.rfind("json_", 0) != 0) continue;
+    std::string text = slurp(e.path());
+    size_t at = text.find("--- stdout\n");
+    ASSERT_NE(at, std::string::npos) << name;
+    std::istringstream in(text.substr(at + 11));
+    for (std::string line; std::getline(in, line) && line.rfind("--- ", 0) != 0;) {
+      ++lines;
+      std::string bad = schema().check(json::parse(line));
+      EXPECT_TRUE(bad.empty()) << name << ": " << bad << "\n" << line;
+    }
+  }
+  EXPECT_GT(lines, 50);
+}
+
+TEST(JsonSchema, RejectsWrongObjects) {
+  const char* const kWrong[] = {
+      R"({"kind":"packet","dir":"C->S"})",                 // no number
+      R"({"kind":"packet","n":1,"dir":"C->S","size":3})",  // unknown member
+      R"({"kind":"message","packet":1,"dir":"C->S","offset":0,"type":140,"name":"X","fields":{}})",
+      R"({"kind":"message","packet":1,"dir":"C->S","offset":0,"type":2,"name":"X","fields":[]})",
+      R"({"kind":"message","packet":1,"dir":"C->S","offset":0,"type":2,"name":"X","fields":{"a":true}})",
+      R"({"kind":"diagnostic","packet":1})",  // no text
+      R"({"kind":"summary"})",
+      R"({"kind":"statement_statistics","sql":"x","messages":1,"total_time":0,"msgs":[{"count":1}]})",
+      R"({"kind":"nothing"})",
+      R"([1,2])",
+  };
+  for (const char* w : kWrong) EXPECT_FALSE(schema().check(json::parse(w)).empty()) << w;
 }
 
 }  // namespace
