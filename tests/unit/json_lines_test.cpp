@@ -197,10 +197,6 @@ const std::set<std::string> kPending = {
     "stats_summary.test",
     "stmt_stat.test",
     "summary.test",
-    "xa_fields.test",
-    "xa_min.test",
-    "xa_server_messages.test",
-    "xa_two_phase_commit.test",
 };
 
 const std::set<std::string> kKinds = {"header", "packet",  "fork",
