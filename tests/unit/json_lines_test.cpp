@@ -136,7 +136,6 @@ const std::set<std::string> kPending = {
     "alltypes_unpadded.test",
     "alltypes_v310.test",
     "alltypes_v310_min.test",
-    "catalog_unknown_layout.test",
     "connection_min.test",
     "connection_switching.test",
     "connection_table_full.test",
