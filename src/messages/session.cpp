@@ -70,7 +70,7 @@ void infoEnv(Run& run, Cursor& cur) {
     em.open(nullptr);
     gatherText(cur, n, text);
     if (shown(run)) em.field("name", text.c_str(), "\t\t\t\"%*.*s\"=", n, n, text.c_str());
-    if (n & 1) cur.skip(1);
+    cur.padAfter(n);
     int16_t v = cur.i16();
     gatherText(cur, v, text);
     const char* value = text.c_str();
@@ -83,7 +83,7 @@ void infoEnv(Run& run, Cursor& cur) {
       }
     }
     if (shown(run)) em.field("value", value, "\"%*.*s\"\n", len, len, value);
-    if (v & 1) cur.skip(1);
+    cur.padAfter(v);
     em.close();
   }
   em.close();
@@ -117,10 +117,25 @@ void readStream(Run& run, Cursor& cur, int16_t n, CapVector& into) {
 
 // ------------------------------------------------------------------ PAM
 
-// The challenge text is NUL-terminated in the packet; only bytes really in
-// the packet buffer are looked at.
-std::string cText(const Cursor& cur) {
-  return std::string(bytesHere(cur, INT32_MAX).c_str());
+// The challenge text up to its NUL, gathered from the packets that hold it;
+// only the packets' own bytes are looked at. The position ends after the NUL.
+std::string cText(Cursor& cur) {
+  std::string text;
+  for (;;) {
+    if (cur.left <= 0) {
+      cur.nextPacket();
+      continue;
+    }
+    std::string here = bytesHere(cur, cur.left);
+    size_t nul = here.find('\0');
+    if (nul != std::string::npos) {
+      text.append(here, 0, nul);
+      cur.advance(static_cast<int32_t>(nul) + 1);
+      return text;
+    }
+    text += here;
+    cur.advance(cur.left);
+  }
 }
 
 }  // namespace
@@ -256,7 +271,6 @@ void decodeChallenge(Run& run, Cursor& cur) {
   cur.advance(2);
   cur.need(2);
   cur.advance(2);
-  std::string text = cText(cur);
   static const struct {
     const char* kind;
     const char* label;
@@ -268,11 +282,16 @@ void decodeChallenge(Run& run, Cursor& cur) {
       {"TEXT_INFO", "Text Info", "text_info"},
   };
   Emit& em = run.em;
-  if (shown(run) && kind >= 1 && kind <= 4) {
-    const auto& k = kKinds[kind - 1];
-    em.field("message_type", k.kind, "\t\tMessage Type: %s\n", k.kind);
-    em.field(k.key, text.c_str(), "\t\t%s: %s\n", k.label, text.c_str());
-  }
+  bool known = shown(run) && kind >= 1 && kind <= 4;
+  if (known)
+    em.field("message_type", kKinds[kind - 1].kind, "\t\tMessage Type: %s\n",
+             kKinds[kind - 1].kind);
+  run.out.flush();
+  // Read also when nothing is shown, so that decoding resumes after it.
+  std::string text = cText(cur);
+  if (known)
+    em.field(kKinds[kind - 1].key, text.c_str(), "\t\t%s: %s\n", kKinds[kind - 1].label,
+             text.c_str());
   cur.drop();
   if (shown(run)) em.field("eot", "SQ_EOT", "\tSQ_EOT\n");
 }

@@ -275,43 +275,56 @@ void order_stmts(Run& run, int32_t by_count) {
 }
 
 void print_stmt_stat(Run& run, int32_t per_thread) {
-  Output& out = run.out;
+  Emit& em = run.em;
   static const std::string kEquals(77, '=');
   static const std::string kDashes(66, '-');
-  out.printf(">>>>>>>>>>>>>>>>>> STATEMENT STATISTICS <<<<<<<<<<<<<<<<<\n\n");
-  out.printf("%s\n", kEquals.c_str());
+  em.text(">>>>>>>>>>>>>>>>>> STATEMENT STATISTICS <<<<<<<<<<<<<<<<<\n\n");
+  em.text("%s\n", kEquals.c_str());
   bool firstStmt = true;
+  // JSON: one object per statement.
   for (const StmtStat& s : run.stmts.list) {
-    if (!firstStmt) out.printf("%s\n", kDashes.c_str());
+    if (!firstStmt) em.text("%s\n", kDashes.c_str());
     firstStmt = false;
+    em.beginRecord("statement_statistics");
     const char* text = s.text.c_str();
     int32_t len = static_cast<int32_t>(s.text.size());
-    out.printf("SQL: %-70.70s\n", text);
+    em.field("sql", s.text, "SQL: %-70.70s\n", text);
     for (int32_t at = 70; at < len; at += 75) {
       int32_t w = std::min(75, len - at);
-      out.printf("%-*.*s\n", w, w, text + at);
+      em.text("%-*.*s\n", w, w, text + at);
     }
-    out.printf("Overall Messages: %5d    Total Time: %6f", s.messages, s.total);
+    em.field("messages", s.messages, "Overall Messages: %5d    ", s.messages);
+    em.field("total_time", s.total, "Total Time: %6f", s.total);
     if (per_thread)
-      out.printf("    Thread: %d\n", s.thread);
+      em.field("thread", s.thread, "    Thread: %d\n", s.thread);
     else
-      out.printf("\n");
-    out.printf("Msg          Occured     Total       Avg         Min         Max\n");
+      em.text("\n");
+    em.text("Msg          Occured     Total       Avg         Min         Max\n");
+    em.open("msgs", Emit::kList);
     for (const StmtMsgStat& m : s.msgs) {
-      out.printf("%-12s %5d    ", sqmsgname(m.type), m.count);
+      em.open(nullptr);
+      em.field("msg", sqmsgname(m.type), "%-12s ", sqmsgname(m.type));
+      em.field("count", m.count, "%5d    ", m.count);
       if (sqmsgflag(m.type) & kTimed) {
-        char total[64], avg[64], min[64], max[64];
+        double min = m.min >= 10000000.0 ? 0.0 : m.min;
+        char total[64], avg[64], low[64], max[64];
         snprintf(total, sizeof total, "%6f", m.total);
         snprintf(avg, sizeof avg, " %6f", m.total / m.count);
-        snprintf(min, sizeof min, " %6f", m.min >= 10000000.0 ? 0.0 : m.min);
+        snprintf(low, sizeof low, " %6f", min);
         snprintf(max, sizeof max, " %6f", m.max);
-        out.printf("%6s    %6s    %6s    %6s", total, avg, min, max);
+        em.field("total", m.total, "%6s    ", total);
+        em.field("avg", m.total / m.count, "%6s    ", avg);
+        em.field("min", min, "%6s    ", low);
+        em.field("max", m.max, "%6s", max);
       }
-      out.printf("\n");
+      em.text("\n");
+      em.close();
     }
+    em.close();
+    em.endRecord();
   }
-  out.printf("%s\n", kEquals.c_str());
-  out.flush();
+  em.text("%s\n", kEquals.c_str());
+  run.out.flush();
 }
 
 void dbg_stmt(Run& run) {

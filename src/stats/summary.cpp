@@ -2,6 +2,7 @@
 
 #include <cstring>
 #include <string>
+#include <string_view>
 
 #include "driver/run.h"
 #include "stats/timing.h"
@@ -11,9 +12,9 @@ namespace wp {
 
 namespace {
 
-void rule(Output& out, char c, int n, const char* end) {
+void rule(Emit& em, char c, int n, const char* end) {
   std::string line(static_cast<size_t>(n), c);
-  out.printf("%s%s", line.c_str(), end);
+  em.text("%s%s", line.c_str(), end);
 }
 
 double average(double sum, int32_t count) {
@@ -36,78 +37,105 @@ void recordCommand(Run& run, const char* text, int32_t len, int prepared) {
 namespace {
 
 void printCommandList(Run& run) {
-  Output& out = run.out;
-  rule(out, '=', 71, "\n");
-  out.printf("  COMMAND TEXT INFORMATION (first %d are listed)\n", CommandList::kMax);
-  out.printf("a(    b) CMD[##]= '  first %d bytes of cmd text '\n", CommandList::kTextSize);
-  out.printf("where a = 'P'repare, or 'N'ot prepared, and b = length of command string\n");
-  rule(out, '-', 71, "\n");
+  Emit& em = run.em;
+  rule(em, '=', 71, "\n");
+  em.text("  COMMAND TEXT INFORMATION (first %d are listed)\n", CommandList::kMax);
+  em.text("a(    b) CMD[##]= '  first %d bytes of cmd text '\n", CommandList::kTextSize);
+  em.text("where a = 'P'repare, or 'N'ot prepared, and b = length of command string\n");
+  rule(em, '-', 71, "\n");
   const CommandList& c = run.cmds;
+  em.open("commands", Emit::kList);
   for (int32_t i = 0; i < c.count; ++i) {
     const CommandList::Entry& e = c.entries[i];
-    out.printf("%c(%5d) CMD[%2d]=", e.prepared ? 'P' : 'N', e.length, i);
+    em.open(nullptr);
+    em.field("prepared", e.prepared ? "P" : "N", "%c", e.prepared ? 'P' : 'N');
+    em.field("length", e.length, "(%5d) CMD[%2d]=", e.length, i);
     int32_t n = 0;
     if (convertsRead(run)) n = docsc(run, e.text, static_cast<int32_t>(strlen(e.text)));
     if (n > 0)
-      out.printf("'%.*s'\n", n, run.cs.rubuf.data());
+      em.field("text", std::string_view(run.cs.rubuf.data(), static_cast<size_t>(n)), "'%.*s'\n", n,
+               run.cs.rubuf.data());
     else
-      out.printf("'%s'\n", e.text);
+      em.field("text", e.text, "'%s'\n", e.text);
+    em.close();
   }
-  rule(out, '-', 71, "\n");
-  out.printf("\n");
-  rule(out, '=', 71, "\n");
+  em.close();
+  rule(em, '-', 71, "\n");
+  em.text("\n");
+  rule(em, '=', 71, "\n");
 }
 
 void printCounters(Run& run) {
-  Output& out = run.out;
+  Emit& em = run.em;
   const SummaryCounters& s = run.sum;
-  if (s.opt_stats_ptr)
-    out.printf(" Fetch Array feature used %d times, avg array size = %f\n", s.opt_stats_ptr,
-               s.fetarr_sum / s.opt_stats_ptr);
-  else
-    out.printf(" Fetch Array feature not used\n");
+  if (s.opt_stats_ptr) {
+    double avg = s.fetarr_sum / s.opt_stats_ptr;
+    em.field("fetch_array_used", s.opt_stats_ptr,
+             " Fetch Array feature used %d times, avg array size = %f\n", s.opt_stats_ptr, avg);
+    em.also("fetch_array_avg_size", avg);
+  } else {
+    em.field("fetch_array_used", 0, " Fetch Array feature not used\n");
+  }
   if (s.open_saved)
-    out.printf(" OPTOFC feture used, and %d open message saved\n", s.open_saved);
+    em.field("optofc_open_saved", s.open_saved, " OPTOFC feture used, and %d open message saved\n",
+             s.open_saved);
   else
-    out.printf(" OPTOFC feture not used\n");
-  out.printf(" Number of open/reoptimzation encountered = %d\n", s.reopt);
-  out.printf(" Number of C->S message send = %d\n", s.cs_packets);
-  out.printf(" Number of S->C message send = %d\n", s.sc_packets);
-  out.printf("\n");
-  out.printf(" Number of prepare statements encountered = %d\n", s.prepares);
-  out.printf(" Number of execute statements encountered = %d\n", s.executes);
-  out.printf(" Number of   singleton select encountered = %d\n", s.selects);
-  out.printf(" Number of        open cursor encountered = %d\n", s.opens);
-  out.printf(" Number of       close cursor encountered = %d\n", s.closes);
-  out.printf("\n");
-  out.printf(" Number of   non-blob put = %d, averge size of each   put is %f\n", s.put_count,
-             average(s.put_bytes, s.put_count));
-  out.printf(" Number of non-blob fetch = %d, averge size of each fetch is %f\n", s.fetch_count,
-             average(s.fetch_bytes, s.fetch_count));
-  out.printf(" Number of       blob put = %d, averge size of each   put is %f\n", s.blob_put_count,
-             average(s.blob_put_bytes, s.blob_put_count));
-  out.printf(" Number of     blob fetch = %d, averge size of each fetch is %f\n",
-             s.blob_fetch_count, average(s.blob_fetch_bytes, s.blob_fetch_count));
-  out.printf("\n");
+    em.field("optofc_open_saved", 0, " OPTOFC feture not used\n");
+  em.field("reoptimizations", s.reopt, " Number of open/reoptimzation encountered = %d\n", s.reopt);
+  em.field("cs_packets", s.cs_packets, " Number of C->S message send = %d\n", s.cs_packets);
+  em.field("sc_packets", s.sc_packets, " Number of S->C message send = %d\n", s.sc_packets);
+  em.text("\n");
+  em.field("prepares", s.prepares, " Number of prepare statements encountered = %d\n", s.prepares);
+  em.field("executes", s.executes, " Number of execute statements encountered = %d\n", s.executes);
+  em.field("singleton_selects", s.selects, " Number of   singleton select encountered = %d\n",
+           s.selects);
+  em.field("open_cursors", s.opens, " Number of        open cursor encountered = %d\n", s.opens);
+  em.field("close_cursors", s.closes, " Number of       close cursor encountered = %d\n", s.closes);
+  em.text("\n");
+  double put = average(s.put_bytes, s.put_count);
+  em.field("put_count", s.put_count,
+           " Number of   non-blob put = %d, averge size of each   put is %f\n", s.put_count, put);
+  em.also("put_avg_size", put);
+  double fetch = average(s.fetch_bytes, s.fetch_count);
+  em.field("fetch_count", s.fetch_count,
+           " Number of non-blob fetch = %d, averge size of each fetch is %f\n", s.fetch_count,
+           fetch);
+  em.also("fetch_avg_size", fetch);
+  double blobPut = average(s.blob_put_bytes, s.blob_put_count);
+  em.field("blob_put_count", s.blob_put_count,
+           " Number of       blob put = %d, averge size of each   put is %f\n", s.blob_put_count,
+           blobPut);
+  em.also("blob_put_avg_size", blobPut);
+  double blobFetch = average(s.blob_fetch_bytes, s.blob_fetch_count);
+  em.field("blob_fetch_count", s.blob_fetch_count,
+           " Number of     blob fetch = %d, averge size of each fetch is %f\n", s.blob_fetch_count,
+           blobFetch);
+  em.also("blob_fetch_avg_size", blobFetch);
+  em.text("\n");
 }
 
 }  // namespace
 
+// JSON: one "summary" object.
 void printSummary(Run& run) {
-  Output& out = run.out;
+  Emit& em = run.em;
   const Timing& t = run.timing;
-  out.printf("\n\n");
-  out.printf(">>>>>>>>>>>>>>>>>> SUMMARY INFORMATION <<<<<<<<<<<<<<<<<\n\n");
-  out.printf(">>>>>>>>>>TOTAL ELAPSED CLOCK TIME (sec): %f\n\n",
-             run.rd.time_fl - run.rd.very_first_time_fl);
-  out.printf(">>>>>>>>>>CLIENT ELAPSED CLOCK TIME (sec): %f\n\n", t.client_time_fl);
-  out.printf(">>>>>>>>>>SERVER+NETWORK CLOCK TIME (sec): %f\n\n", t.server_time_fl);
+  em.beginRecord("summary");
+  em.text("\n\n");
+  em.text(">>>>>>>>>>>>>>>>>> SUMMARY INFORMATION <<<<<<<<<<<<<<<<<\n\n");
+  double total = run.rd.time_fl - run.rd.very_first_time_fl;
+  em.field("total_elapsed", total, ">>>>>>>>>>TOTAL ELAPSED CLOCK TIME (sec): %f\n\n", total);
+  em.field("client_elapsed", t.client_time_fl, ">>>>>>>>>>CLIENT ELAPSED CLOCK TIME (sec): %f\n\n",
+           t.client_time_fl);
+  em.field("server_network", t.server_time_fl, ">>>>>>>>>>SERVER+NETWORK CLOCK TIME (sec): %f\n\n",
+           t.server_time_fl);
   print_stats_ptr(run, 99);
   print_stats_ptr(run, 115);
   printCommandList(run);
   printCounters(run);
-  out.printf(">>>>>>>>>>>>>>> END SUMMARY INFORMATION <<<<<<<<<<<<<<<\n\n");
-  out.flush();
+  em.text(">>>>>>>>>>>>>>> END SUMMARY INFORMATION <<<<<<<<<<<<<<<\n\n");
+  em.endRecord();
+  run.out.flush();
 }
 
 }  // namespace wp

@@ -17,11 +17,6 @@ bool timed(int32_t type) {
   return sqmsgflag(type) & kTimed;
 }
 
-void rule(Output& out, char c, int n, const char* end) {
-  std::string line(static_cast<size_t>(n), c);
-  out.printf("%s%s", line.c_str(), end);
-}
-
 }  // namespace
 
 void MsgStats::reset() {
@@ -96,25 +91,34 @@ void print_stats_ptr(Run& run, int which) {
   Timing& t = run.timing;
   t.stats_ptr = which == 99 ? &t.cs_stats : &t.sc_stats;
   const MsgStats& s = *t.stats_ptr;
-  Output& out = run.out;
-  out.printf("FROM %s\n", which == 99 ? "C->S" : "S->C");
-  out.printf("Msg          occured    Total        Avg         Min         Max\n");
-  rule(out, '-', 66, "\n");
+  Emit& em = run.em;
+  em.text("FROM %s\n", which == 99 ? "C->S" : "S->C");
+  em.text("Msg          occured    Total        Avg         Min         Max\n");
+  em.text("%s\n", std::string(66, '-').c_str());
+  em.open(which == 99 ? "from_cs" : "from_sc", Emit::kList);
   for (int type = 0; type < kNumTypes; ++type) {
     if (s.count[type] == 0) continue;
-    out.printf("%-12s ", sqmsgname(type));
-    out.printf("%5d    ", s.count[type]);
+    em.open(nullptr);
+    em.field("msg", sqmsgname(type), "%-12s ", sqmsgname(type));
+    em.field("count", s.count[type], "%5d    ", s.count[type]);
     if (timed(type)) {
-      char total[64], avg[64], min[64], max[64];
+      double min = s.min[type] >= kNoMin ? 0.0 : s.min[type];
+      double avg = s.total[type] / s.count[type];
+      char total[64], avgText[64], low[64], max[64];
       snprintf(total, sizeof total, "%6f", s.total[type]);
-      snprintf(avg, sizeof avg, "%6f", s.total[type] / s.count[type]);
-      snprintf(min, sizeof min, "%6f", s.min[type] >= kNoMin ? 0.0 : s.min[type]);
+      snprintf(avgText, sizeof avgText, "%6f", avg);
+      snprintf(low, sizeof low, "%6f", min);
       snprintf(max, sizeof max, "%6f", s.max[type]);
-      out.printf("%6s    %6s    %6s    %6s", total, avg, min, max);
+      em.field("total", s.total[type], "%6s    ", total);
+      em.field("avg", avg, "%6s    ", avgText);
+      em.field("min", min, "%6s    ", low);
+      em.field("max", s.max[type], "%6s", max);
     }
-    out.printf("\n");
+    em.text("\n");
+    em.close();
   }
-  rule(out, '-', 66, "\n\n");
+  em.close();
+  em.text("%s\n\n", std::string(66, '-').c_str());
 }
 
 }  // namespace wp

@@ -8,6 +8,7 @@
 #include <cwchar>
 #include <cwctype>
 #include <string>
+#include <vector>
 
 #include "driver/cursor.h"
 #include "driver/run.h"
@@ -21,29 +22,12 @@ namespace {
 const char kEquals[] =
     "================================================================================\n";
 
-// The pad byte after an odd text: when the packet is used up, it is the first
-// byte of the next one.
-void skipPad(Cursor& cur) {
-  if (cur.left <= 0) cur.nextPacket();
-  cur.advance(1);
-}
-
 }  // namespace
 
 void printstring(Cursor& cur, int32_t len, const char* label, int force, const char* key) {
   Run& run = cur.run;
   std::string& text = run.textbuf;
-  text.clear();
-  // The text grows as its bytes arrive, so a wild length cannot allocate
-  // beyond what the trace holds.
-  for (int32_t want = len; want > 0;) {
-    if (cur.left <= 0) cur.nextPacket();
-    if (cur.left <= 0) continue;
-    int32_t k = want < cur.left ? want : cur.left;
-    text.append(reinterpret_cast<const char*>(cur.ptr()), static_cast<size_t>(k));
-    cur.advance(k);
-    want -= k;
-  }
+  cur.gather(len, text);
   const char* shown = text.c_str();
   int32_t shownLen = len;
   if (convertsRead(run)) {
@@ -59,7 +43,7 @@ void printstring(Cursor& cur, int32_t len, const char* label, int force, const c
     run.em.field(key, shown, "%s \"%s\" [%d]\n", label, shown, shownLen);
   }
   run.out.flush();
-  if (len & 1) skipPad(cur);
+  cur.padAfter(len);
 }
 
 void hexascii(Output& out, int count, const uint8_t* bytes) {
@@ -95,42 +79,26 @@ size_t dumpOffset(char* o, uint32_t i) {
 
 }  // namespace
 
-namespace {
-
-// The bytes a dump shows, as one JSON hex string: the same walk through the
-// packets, without the lines.
-void hexField(Cursor& cur, int32_t n, const char* key) {
-  std::string bytes;
-  for (int32_t i = 0; i < n;) {
-    while (cur.left <= 0) cur.nextPacket();
-    int32_t k = std::min(cur.left, n - i);
-    const auto& buf = cur.run.rd.packet;
-    int32_t real = cur.pos < 0 ? 0 : static_cast<int32_t>(buf.size()) - cur.pos;
-    real = std::clamp(real, 0, k);
-    bytes.append(reinterpret_cast<const char*>(buf.data()) + cur.pos, static_cast<size_t>(real));
-    bytes.append(static_cast<size_t>(k - real), '\0');
-    cur.advance(k);
-    i += k;
-  }
-  cur.run.em.also(key, Value::hex(bytes.data(), bytes.size()));
-  if (n & 1) cur.advance(1);
-}
-
-}  // namespace
-
+// One walk through the packets for both renderings: the listing formats each
+// line as it goes, JSON collects the bytes for one hex string.
 void hexdump(Cursor& cur, int32_t n, const char* key) {
-  if (cur.run.em.json()) return hexField(cur, n, key);
-  cur.run.em.also(key, Value());  // counted as the one field the dump is
+  Emit& em = cur.run.em;
+  const bool json = em.json();
+  std::string bytes;
   Output& out = cur.run.out;
   static const char kHex[] = "0123456789abcdef";
-  out.write(kEquals, sizeof kEquals - 1);
-  out.write("HEX DUMP:\n", 10);
+  if (!json) {
+    out.write(kEquals, sizeof kEquals - 1);
+    out.write("HEX DUMP:\n", 10);
+  }
   uint8_t line[16];  // bytes of the line being printed (its packet may be gone)
   int col = 0;       // bytes on the current line
   for (int32_t i = 0; i < n;) {
     if (cur.left <= 0) {
-      hexascii(out, col, line);
-      out.put('\n');
+      if (!json) {
+        hexascii(out, col, line);
+        out.put('\n');
+      }
       while (cur.left <= 0) cur.nextPacket();
       col = 0;
     }
@@ -141,29 +109,40 @@ void hexdump(Cursor& cur, int32_t n, const char* key) {
     real = std::clamp(real, 0, k);
     if (real > 0) memcpy(line + col, buf.data() + cur.pos, static_cast<size_t>(real));
     if (real < k) memset(line + col + real, 0, static_cast<size_t>(k - real));
-    char* o = out.reserve(12 + 3 * static_cast<size_t>(k));
-    size_t len = col == 0 ? dumpOffset(o, static_cast<uint32_t>(i)) : 0;
-    for (int32_t j = 0; j < k; ++j) {
-      uint8_t b = line[col + j];
-      o[len++] = ' ';
-      o[len++] = kHex[b >> 4];
-      o[len++] = kHex[b & 15];
+    if (json) {
+      bytes.append(reinterpret_cast<const char*>(line + col), static_cast<size_t>(k));
+    } else {
+      char* o = out.reserve(12 + 3 * static_cast<size_t>(k));
+      size_t len = col == 0 ? dumpOffset(o, static_cast<uint32_t>(i)) : 0;
+      for (int32_t j = 0; j < k; ++j) {
+        uint8_t b = line[col + j];
+        o[len++] = ' ';
+        o[len++] = kHex[b >> 4];
+        o[len++] = kHex[b & 15];
+      }
+      out.commit(len);
     }
-    out.commit(len);
     cur.advance(k);
     i += k;
     col += k;
     if (col == 16) {
-      hexascii(out, 16, line);
-      out.put('\n');
+      if (!json) {
+        hexascii(out, 16, line);
+        out.put('\n');
+      }
       col = 0;
     }
   }
-  hexascii(out, col, line);
-  out.put('\n');
-  out.write(kEquals, sizeof kEquals - 1);
+  if (json) {
+    em.also(key, Value::hex(bytes.data(), bytes.size()));
+  } else {
+    em.also(key, Value());  // counted as the one field the dump is
+    hexascii(out, col, line);
+    out.put('\n');
+    out.write(kEquals, sizeof kEquals - 1);
+  }
   out.flush();
-  if (n & 1) cur.advance(1);
+  if (n > 0 && (n & 1)) cur.advance(1);
 }
 
 namespace {
@@ -207,12 +186,12 @@ void printPrintable(Output& out, const char* v, int32_t n) {
 void printchar(Cursor& cur, int32_t len, const char* key) {
   Run& run = cur.run;
   if (cur.left <= 0) cur.nextPacket();
-  // The value is printed from the current packet alone: bytes beyond its end
-  // are not there to print, though the position still moves past them.
-  int32_t inPacket = cur.pos >= 0 ? run.rd.packetlen - cur.pos : 0;
-  int32_t have = len < inPacket ? len : inPacket;
-  if (have < 0) have = 0;
-  const char* value = reinterpret_cast<const char*>(cur.ptr());
+  // The value whole, from the packets that hold it.
+  std::string& wire = run.textbuf;
+  std::vector<int32_t> starts;
+  int32_t lastPart = cur.gather(len, wire, &starts);
+  const char* value = wire.c_str();
+  auto have = static_cast<int32_t>(wire.size());
   int32_t shownLen = len;
   if (have > 0 && convertsRead(run)) {
     int32_t n = docsc(run, value, have);
@@ -222,33 +201,50 @@ void printchar(Cursor& cur, int32_t len, const char* key) {
     }
   }
   int32_t count;
-  std::string& text = run.textbuf;
   if (run.opt.isprint_flag) {
     if (run.em.json()) {
       // JSON escapes what is not printable itself: the value as it is.
-      text.assign(value, static_cast<size_t>(have));
-      run.em.also(key, text.c_str());
+      run.em.also(key, std::string_view(value, static_cast<size_t>(have)));
     } else {
       run.em.also(key, Value());
       printPrintable(run.out, value, have);
     }
     count = len;
   } else {
-    text.assign(value, static_cast<size_t>(have));
-    run.em.field(key, text.c_str(), "\"%s\" [%hd]\n", text.c_str(), static_cast<int16_t>(shownLen));
+    run.em.field(key, value, "\"%s\" [%hd]\n", value, static_cast<int16_t>(shownLen));
     count = shownLen;  // a converted text moves the position by its own length
   }
   run.out.flush();
-  // A negative length moves nothing: going back could decode the same bytes
-  // for ever.
-  int32_t rest = count > 0 ? count : 0;
-  while (rest > 0 && rest > cur.left) {
-    rest -= cur.left > 0 ? cur.left : 0;
-    cur.nextPacket();
+  // The position moves by the count from the value's start; a negative one
+  // moves nothing. Only the part of the count in its last packet decides the
+  // pad byte.
+  auto moved = static_cast<int32_t>(wire.size());
+  int32_t target = count > 0 ? count : 0;
+  if (target > moved) {
+    int32_t extra = target - moved;
+    if (extra <= cur.left) {
+      cur.advance(extra);
+      lastPart += extra;
+    } else {
+      lastPart = cur.skipField(extra);
+    }
+  } else if (target < moved) {
+    int32_t back = moved - target;
+    if (back < lastPart) {
+      cur.advance(-back);
+      lastPart -= back;
+    } else {
+      // The count ends in an earlier packet: the value's bytes after it are
+      // read again, in front of the rest of this packet.
+      cur.advance(-lastPart);
+      int32_t from = 0;
+      for (int32_t s : starts)
+        if (s < target) from = s;
+      cur.unread(reinterpret_cast<const uint8_t*>(wire.data()) + target, moved - lastPart - target);
+      lastPart = target - from;
+    }
   }
-  cur.advance(rest);
-  // Only the part in the last packet decides the pad byte.
-  if (rest & 1) cur.skip(1);
+  cur.padAfter(lastPart);
 }
 
 }  // namespace wp
