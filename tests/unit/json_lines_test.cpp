@@ -171,8 +171,6 @@ const std::set<std::string> kPending = {
     "stats_alignment_debug.test",
     "stmt_stat.test",
     "summary.test",
-    "text_negative_odd_lengths.test",
-    "text_pad_after_empty_packet.test",
 };
 
 const std::set<std::string> kKinds = {"header", "packet",  "fork",
