@@ -12,11 +12,11 @@ namespace wp {
 
 void decodeUnknownLayout(Run& run, Cursor& cur) {
   int16_t type = run.dec.msgtype;
-  run.out.printf(
+  run.em.error(
       "\nERROR: Layout of message type %hd (%s) is not known; the rest of the packet follows "
       "undecoded.  Reset message to skip forward to next packet!\n",
       type, sqmsgname(type));
-  hexdump(cur, cur.left > 0 ? cur.left : 0);
+  hexdump(cur, cur.left > 0 ? cur.left : 0, "data");
   cur.drop();
 }
 

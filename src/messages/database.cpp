@@ -77,9 +77,10 @@ void decodeDblist(Run& run, Cursor& cur) {
     return;
   }
   std::string name;
+  run.em.open("databases", Emit::kList);
   for (uint16_t len = cur.u16(); len != 0; len = cur.u16()) {
     if (len == kDblistBroken) {
-      run.out.printf("\nERROR: in SQ_DBLIST.\n");
+      run.em.error("\nERROR: in SQ_DBLIST.\n");
       break;
     }
     int32_t lastPart = gatherText(cur, len, name);
@@ -92,23 +93,26 @@ void decodeDblist(Run& run, Cursor& cur) {
         shownLen = n;
       }
     }
-    run.out.printf("\t\t\"%*.*s\" [%d]\n", shownLen, shownLen, text, shownLen);
+    run.em.field(nullptr, text, "\t\t\"%*.*s\" [%d]\n", shownLen, shownLen, text, shownLen);
     skipPadAfter(cur, lastPart);
   }
+  run.em.close();
   run.out.flush();
   run.dec.setReply(kDblist, false);
 }
 
 void decodeDbopen(Run& run, Cursor& cur) {
   int16_t len = cur.i16();
-  printstring(cur, len, "\t\t", 0);
+  printstring(cur, len, "\t\t", 0, "database");
   int16_t mode = cur.i16();
-  if (!run.opt.min) run.out.printf("\t\t%sEXCLUSIVE\n", mode == 0 ? "NOT " : " ");
+  if (!run.opt.min)
+    run.em.field("mode", mode == 0 ? "NOT EXCLUSIVE" : "EXCLUSIVE", "\t\t%sEXCLUSIVE\n",
+                 mode == 0 ? "NOT " : " ");
 }
 
 void decodeIsolevel(Run& run, Cursor& cur) {
   int16_t level = cur.i16();
-  if (!run.opt.min) run.out.printf("\t\t%hd\n", level);
+  if (!run.opt.min) run.em.field("level", level, "\t\t%hd\n", level);
 }
 
 // The first VERSION is the request; a reply's text always prints. Without an
@@ -121,7 +125,7 @@ void decodeVersion(Run& run, Cursor& cur) {
   int16_t len = cur.i16();
   std::string text;
   int32_t lastPart = gatherText(cur, len, text);
-  run.out.printf("\t\t\"%*.*s\" [%d]\n", len, len, text.c_str(), len);
+  run.em.field("version", text.c_str(), "\t\t\"%*.*s\" [%d]\n", len, len, text.c_str(), len);
   char v[9] = {};
   memcpy(v, text.data(), std::min<size_t>(text.size(), 8));
   _sq_filter(v);

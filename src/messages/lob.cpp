@@ -31,9 +31,16 @@ bool eightByteFileSizes(const Run& run) {
 }
 
 // An INT8 in its 10 wire bytes, as text (empty when it has no text form,
-// such as a NULL). Offsets travel in hex, a few sizes in decimal.
+// such as a NULL). Offsets travel in hex, a few sizes in decimal. JSON has
+// the number, or null where the text is empty.
 struct Int8Text {
   char buf[80] = {};
+  Int8 raw;
+  Value value() const {
+    if (!buf[0]) return {};
+    int64_t mag = int64_t{static_cast<uint32_t>(raw.hi)} << 32 | static_cast<uint32_t>(raw.lo);
+    return raw.sign < 0 ? -mag : mag;
+  }
 };
 enum Base { kHex, kDecimal };
 
@@ -41,13 +48,12 @@ Int8Text readInt8(Cursor& cur, Base base) {
   uint8_t raw[10];
   cur.need(10);
   cur.getBytes(10, raw);
-  Int8 v;
-  ldint8(raw, &v);
   Int8Text t;
+  ldint8(raw, &t.raw);
   if (base == kDecimal)
-    ovb_int8tostr(&v, t.buf, sizeof t.buf);
+    ovb_int8tostr(&t.raw, t.buf, sizeof t.buf);
   else
-    int8tostr(&v, t.buf, sizeof t.buf, 16);
+    int8tostr(&t.raw, t.buf, sizeof t.buf, 16);
   return t;
 }
 
@@ -66,38 +72,47 @@ void countRequest(LobState& lob) {
 // Chunks of a large-object write follow until the total is used up or a
 // chunk size of 0 or less ends them.
 void lodataChunks(Run& run, Cursor& cur, int32_t total) {
+  Emit& em = run.em;
+  em.open("chunks", Emit::kList);
   if (total == 0) {
     int16_t size = cur.i16();
-    if (shown(run)) run.out.printf("\t\t Size: %d\n", size);
-    return;
+    em.open(nullptr);
+    if (shown(run)) em.field("size", size, "\t\t Size: %d\n", size);
+    em.close();
   }
   while (total > 0) {
     int16_t size = cur.i16();
-    if (shown(run)) run.out.printf("\t\t Size: %d\n", size);
-    if (size <= 0) return;
-    if (run.opt.blob_hex)
-      hexdump(cur, size);
-    else
-      skipData(cur, size);
+    em.open(nullptr);
+    if (shown(run)) em.field("size", size, "\t\t Size: %d\n", size);
+    if (size > 0) {
+      if (run.opt.blob_hex)
+        hexdump(cur, size, "data");
+      else
+        skipData(cur, size);
+    }
+    em.close();
+    if (size <= 0) break;
     total -= size;
   }
+  em.close();
 }
 
 void lodataOffset(Run& run, Cursor& cur) {
-  run.out.printf("\t\t Offset: %s\n", readInt8(cur, kHex).buf);
+  Int8Text offset = readInt8(cur, kHex);
+  run.em.field("offset", offset.value(), "\t\t Offset: %s\n", offset.buf);
   int16_t whence = cur.i16();
-  if (shown(run)) run.out.printf("\t\t Whence : %d\n", whence);
+  if (shown(run)) run.em.field("whence", whence, "\t\t Whence : %d\n", whence);
 }
 
 void lodataRequest(Run& run, Cursor& cur) {
   int16_t op = cur.i16();
-  if (shown(run)) run.out.printf("\t\t Optype : %d\n", op);
+  if (shown(run)) run.em.field("optype", op, "\t\t Optype : %d\n", op);
   int16_t lofd = cur.i16();
-  if (shown(run)) run.out.printf("\t\t lofd :%d\n", lofd);
+  if (shown(run)) run.em.field("lofd", lofd, "\t\t lofd :%d\n", lofd);
   int32_t total = cur.i32();
-  if (shown(run)) run.out.printf("\t\t Total Size: %d\n", total);
+  if (shown(run)) run.em.field("total_size", total, "\t\t Total Size: %d\n", total);
   int16_t chunk = cur.i16();
-  if (shown(run)) run.out.printf("\t\t Chunk Size: %d\n", chunk);
+  if (shown(run)) run.em.field("chunk_size", chunk, "\t\t Chunk Size: %d\n", chunk);
   switch (op) {
     case 1:  // seek
       lodataOffset(run, cur);
@@ -116,10 +131,10 @@ void lodataRequest(Run& run, Cursor& cur) {
 
 void lodataReply(Run& run, Cursor& cur) {
   int16_t op = cur.i16();
-  if (shown(run)) run.out.printf("\t\t Optype : %d\n", op);
+  if (shown(run)) run.em.field("optype", op, "\t\t Optype : %d\n", op);
   if (op == 0 || op == 1) {
     int32_t total = cur.i32();
-    if (shown(run)) run.out.printf("\t\t Total Size: %d\n", total);
+    if (shown(run)) run.em.field("total_size", total, "\t\t Total Size: %d\n", total);
     if (total < 0) {
       if (largeSizes(run))
         total = cur.i32();
@@ -130,23 +145,24 @@ void lodataReply(Run& run, Cursor& cur) {
       int32_t size;
       if (largeSizes(run)) {
         size = cur.i32();
-        if (shown(run)) run.out.printf("\t\t Size: %d\n", size);
+        if (shown(run)) run.em.field("size", size, "\t\t Size: %d\n", size);
       } else {
         size = cur.i16();
-        if (shown(run)) run.out.printf("\t\t Size : %d\n", size);
+        if (shown(run)) run.em.field("size", size, "\t\t Size : %d\n", size);
       }
       skipData(cur, size);
     }
   } else if (op == 2 || op == 3) {
     int32_t result = cur.i32();
     if (result < 0) {
-      if (shown(run)) run.out.printf("\t\t RSAM Error: %d\n", result);
+      if (shown(run)) run.em.field("rsam_error", result, "\t\t RSAM Error: %d\n", result);
       if (largeSizes(run)) {
         int32_t written = cur.i32();
-        if (shown(run)) run.out.printf("\t\t Amount Written: %d\n", written);
+        if (shown(run))
+          run.em.field("amount_written", written, "\t\t Amount Written: %d\n", written);
       }
     } else if (shown(run)) {
-      run.out.printf("\t\t Total Size: %d\n", result);
+      run.em.field("total_size", result, "\t\t Total Size: %d\n", result);
     }
   }
 }
@@ -154,54 +170,58 @@ void lodataReply(Run& run, Cursor& cur) {
 // The position reply of a seek or tell, or the offset and whence of a seek.
 void fileSeek(Run& run, Cursor& cur, LobState& lob) {
   if (lob.prev_file_optype == 4 && lob.file_request_num != 0) {
-    run.out.printf("\t\tNew position: %s\n", readInt8(cur, kHex).buf);
+    Int8Text newPosition = readInt8(cur, kHex);
+    run.em.field("new_position", newPosition.value(), "\t\tNew position: %s\n", newPosition.buf);
     --lob.file_request_num;
     return;
   }
-  run.out.printf("\t\tOffset: %s\n", readInt8(cur, kHex).buf);
+  Int8Text offset = readInt8(cur, kHex);
+  run.em.field("offset", offset.value(), "\t\tOffset: %s\n", offset.buf);
   int32_t whence = cur.i32();
-  if (shown(run)) run.out.printf("\t\tWhence: %d\n", whence);
+  if (shown(run)) run.em.field("whence", whence, "\t\tWhence: %d\n", whence);
   countRequest(lob);
 }
 
 void fileOpen(Run& run, Cursor& cur) {
   int16_t nameLen = cur.i16();
-  if (shown(run)) run.out.printf("\t\tFilename length :%d\n", nameLen);
+  if (shown(run)) run.em.field("filename_length", nameLen, "\t\tFilename length :%d\n", nameLen);
   skipData(cur, nameLen);
   int32_t mode = cur.i32();
-  if (shown(run)) run.out.printf("\t\tMode: %d\n", mode);
+  if (shown(run)) run.em.field("mode", mode, "\t\tMode: %d\n", mode);
   int32_t flags = cur.i32();
-  if (shown(run)) run.out.printf("\t\tFlags: %d\n", flags);
+  if (shown(run)) run.em.field("flags", flags, "\t\tFlags: %d\n", flags);
   if (largeSizes(run)) {
-    run.out.printf("\t\tOffset: %s\n", readInt8(cur, kHex).buf);
+    Int8Text offset = readInt8(cur, kHex);
+    run.em.field("offset", offset.value(), "\t\tOffset: %s\n", offset.buf);
   } else {
     int32_t offset = cur.i32();
-    if (shown(run)) run.out.printf("\t\tOffset: %d\n", offset);
+    if (shown(run)) run.em.field("offset", offset, "\t\tOffset: %d\n", offset);
   }
 }
 
 void fileRead(Run& run, Cursor& cur) {
   if (largeSizes(run)) {
     int32_t size = cur.i32();
-    if (shown(run)) run.out.printf("\t\tBuffer Size: %d\n", size);
+    if (shown(run)) run.em.field("buffer_size", size, "\t\tBuffer Size: %d\n", size);
   } else {
     int16_t size = cur.i16();
-    if (shown(run)) run.out.printf("\t\tBuffer Size :%d\n", size);
+    if (shown(run)) run.em.field("buffer_size", size, "\t\tBuffer Size :%d\n", size);
   }
   if (eightByteFileSizes(run)) {
     Int8Text amount = readInt8(cur, kDecimal);
-    if (shown(run)) run.out.printf("\t\tRead Amount: %s\n", amount.buf);
+    if (shown(run))
+      run.em.field("read_amount", amount.value(), "\t\tRead Amount: %s\n", amount.buf);
   } else {
     int32_t amount = cur.i32();
-    if (shown(run)) run.out.printf("\t\tRead Amount: %d\n", amount);
+    if (shown(run)) run.em.field("read_amount", amount, "\t\tRead Amount: %d\n", amount);
   }
 }
 
 void pushFileWrite(Run& run) {
   LobState& lob = run.lob;
   if (lob.write_top + 1 >= LobState::kWriteDepth) {
-    run.out.printf("\nERROR: More than %d file writes open at once; this one is not tracked.\n",
-                   LobState::kWriteDepth);
+    run.em.error("\nERROR: More than %d file writes open at once; this one is not tracked.\n",
+                 LobState::kWriteDepth);
     return;
   }
   ++lob.write_top;
@@ -213,7 +233,8 @@ void pushFileWrite(Run& run) {
 void decodeRelColl(Run& run, Cursor& cur) {
   int32_t handle = cur.i32();
   if (shown(run))
-    run.out.printf("\t\tCollection handle: %d [%#x]\n", handle, static_cast<unsigned>(handle));
+    run.em.field("collection_handle", handle, "\t\tCollection handle: %d [%#x]\n", handle,
+                 static_cast<unsigned>(handle));
 }
 
 void decodeLodata(Run& run, Cursor& cur) {
@@ -231,7 +252,7 @@ void decodeFile(Run& run, Cursor& cur) {
   LobState& lob = run.lob;
   int32_t& toggle = run.dec.direction[kFile];
   int16_t op = cur.i16();
-  if (shown(run)) run.out.printf("\t\tOptype..: %d\n", op);
+  if (shown(run)) run.em.field("optype", op, "\t\tOptype..: %d\n", op);
   switch (op) {
     case 0:
       fileOpen(run, cur);
@@ -247,7 +268,8 @@ void decodeFile(Run& run, Cursor& cur) {
       break;
     case 5:  // tell: the request has no body
       if (lob.prev_file_optype == 5 && lob.file_request_num != 0) {
-        run.out.printf("\t\tPosition: %s\n", readInt8(cur, kHex).buf);
+        Int8Text position = readInt8(cur, kHex);
+        run.em.field("position", position.value(), "\t\tPosition: %s\n", position.buf);
         --lob.file_request_num;
       } else {
         countRequest(lob);
@@ -257,7 +279,7 @@ void decodeFile(Run& run, Cursor& cur) {
     case 7:  // status requests have no body either
       if (lob.prev_file_optype == op && lob.file_request_num > 0) {
         int16_t status = cur.i16();
-        if (shown(run)) run.out.printf("\t\tStatus: %d\n", status);
+        if (shown(run)) run.em.field("status", status, "\t\tStatus: %d\n", status);
         --lob.file_request_num;
       } else {
         countRequest(lob);
@@ -266,13 +288,18 @@ void decodeFile(Run& run, Cursor& cur) {
     case 8:
       if (toggle) {
         int16_t fd = cur.i16();
-        if (shown(run)) run.out.printf("\t\tFile descriptor: %d\n", fd);
+        if (shown(run)) run.em.field("file_descriptor", fd, "\t\tFile descriptor: %d\n", fd);
       }
       toggle = !toggle;
       break;
     case 9: {
       int16_t v = cur.i16();
-      if (shown(run)) run.out.printf(toggle ? "\t\tStatus: %d\n" : "\t\tFile descriptor: %d\n", v);
+      if (shown(run)) {
+        if (toggle)
+          run.em.field("status", v, "\t\tStatus: %d\n", v);
+        else
+          run.em.field("file_descriptor", v, "\t\tFile descriptor: %d\n", v);
+      }
       toggle = !toggle;
       break;
     }
@@ -289,10 +316,10 @@ void decodeFileRead(Run& run, Cursor& cur) {
   if (!cur.fileRead) {
     if (eightByteFileSizes(run)) {
       Int8Text total = readInt8(cur, kDecimal);
-      if (shown(run)) run.out.printf("\t\tTotal Size: %s\n", total.buf);
+      if (shown(run)) run.em.field("total_size", total.value(), "\t\tTotal Size: %s\n", total.buf);
     } else {
       int32_t total = cur.i32();
-      if (shown(run)) run.out.printf("\t\tTotal Size: %d\n", total);
+      if (shown(run)) run.em.field("total_size", total, "\t\tTotal Size: %d\n", total);
     }
     run.dec.fdir[0] = run.rd.msgdir[0];
     run.dec.fdir[1] = run.rd.msgdir[1];
@@ -302,10 +329,10 @@ void decodeFileRead(Run& run, Cursor& cur) {
   int32_t size;
   if (largeSizes(run)) {
     size = cur.i32();
-    if (shown(run)) run.out.printf("\t\tBuffer size: %d\n", size);
+    if (shown(run)) run.em.field("buffer_size", size, "\t\tBuffer size: %d\n", size);
   } else {
     size = cur.i16();
-    if (shown(run)) run.out.printf("\t\tBuffer size :%d\n", size);
+    if (shown(run)) run.em.field("buffer_size", size, "\t\tBuffer size :%d\n", size);
   }
   skipData(cur, size);
 }
@@ -316,13 +343,14 @@ void decodeFileWrite(Run& run, Cursor& cur) {
   LobState& lob = run.lob;
   if (!lob.writeOpen() || lob.top() > LobState::kFlowing) {
     if (largeSizes(run)) {
-      run.out.printf("\t\tTotal Size : %s\n", readInt8(cur, kHex).buf);
+      Int8Text total = readInt8(cur, kHex);
+      run.em.field("total_size", total.value(), "\t\tTotal Size : %s\n", total.buf);
     } else {
       int32_t total = cur.i32();
-      if (shown(run)) run.out.printf("\t\tTotal Size: %d\n", total);
+      if (shown(run)) run.em.field("total_size", total, "\t\tTotal Size: %d\n", total);
     }
     if (!lob.writeOpen()) {
-      run.out.printf("\nERROR: A file write closes that was never opened.\n");
+      run.em.error("\nERROR: A file write closes that was never opened.\n");
       return;
     }
     --lob.write_top;
