@@ -68,7 +68,13 @@ void connect(Run& run, const Request& req) {
   ThreadEntry* e = std::find_if(std::begin(thr.tab), std::end(thr.tab),
                                 [](const ThreadEntry& t) { return !t.inuse; });
   if (e == std::end(thr.tab)) {
-    run.out.printf("Too much connections, exiting...\n");
+    if (!run.em.json()) {
+      run.out.printf("Too much connections, exiting...\n");
+    } else {
+      run.em.beginRecord("notice");
+      run.em.also("text", "Too much connections, exiting...");
+      run.em.endRecord();
+    }
     run.exit(1);
   }
   *e = ThreadEntry{};
@@ -138,24 +144,24 @@ void decodeConnection(Run& run, Cursor& cur) {
   req.keyword = cur.i16();
   switch (req.keyword) {
     case kDefault:
-      run.out.printf("\t\tDEFAULT\n");
+      run.em.field("keyword", "DEFAULT", "\t\tDEFAULT\n");
       break;
     case kAll:
-      run.out.printf("\t\tALL\n");
+      run.em.field("keyword", "ALL", "\t\tALL\n");
       break;
     case kCurrent:
-      run.out.printf("\t\tCURRENT\n");
+      run.em.field("keyword", "CURRENT", "\t\tCURRENT\n");
       break;
     default:
       break;
   }
   int16_t len = cur.i16();
-  if (len != 0) printstring(cur, len, "\t\t", 0);
+  if (len != 0) printstring(cur, len, "\t\t", 0, "server");
   req.nameLen = cur.i16();
   // The name is the key of the table operations: the text printstring read
   // (also across packets), as far as an entry can keep it.
   if (req.nameLen != 0) {
-    printstring(cur, req.nameLen, "\t\t", 0);
+    printstring(cur, req.nameLen, "\t\t", 0, "connection_name");
     req.name = run.textbuf.substr(0, static_cast<size_t>(std::clamp(req.nameLen, 0, kNameMax)));
   }
   switch (run.dec.msgtype) {

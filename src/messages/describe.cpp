@@ -94,20 +94,22 @@ class Describe {
 
  private:
   int16_t header() {
+    Emit& em = run_.em;
     int16_t stmtType = cur_.i16();
-    if (!quiet_) run_.out.printf("\t\tStmt Type...........: %hd\n", stmtType);
+    if (!quiet_) em.field("stmt_type", stmtType, "\t\tStmt Type...........: %hd\n", stmtType);
     int16_t id = cur_.i16();
-    run_.out.printf("\t\tServer Stmt Id......: %hd\n", id);
+    em.field("server_stmt_id", id, "\t\tServer Stmt Id......: %hd\n", id);
     serverStatementId(run_, id, true);
     int32_t cost = cur_.i32();
-    if (!quiet_) run_.out.printf("\t\tEstimated Cost......: %d\n", cost);
+    if (!quiet_) em.field("estimated_cost", cost, "\t\tEstimated Cost......: %d\n", cost);
     int16_t tuple = cur_.i16();
-    if (!quiet_) run_.out.printf("\t\tSize of output tuple: %hd\n", tuple);
+    if (!quiet_) em.field("size_of_output_tuple", tuple, "\t\tSize of output tuple: %hd\n", tuple);
     int16_t ncols = cur_.i16();
-    if (!quiet_) run_.out.printf("\t\t# output fields.....: %hd\n", ncols);
+    if (!quiet_) em.field("n_output_fields", ncols, "\t\t# output fields.....: %hd\n", ncols);
     uint32_t tableSize =
         mask_.has(kLongStringIndex) ? static_cast<uint32_t>(cur_.i32()) : cur_.u16();
-    if (!quiet_) run_.out.printf("\t\tSize of string table: %u\n", tableSize);
+    if (!quiet_)
+      em.field("size_of_string_table", tableSize, "\t\tSize of string table: %u\n", tableSize);
     if (ncols != 0 && dprepare_) printextdtypeinfo(cur_, 0);
     return ncols;
   }
@@ -118,20 +120,28 @@ class Describe {
     std::vector<std::string> names =
         inPlaceNames(8 * static_cast<int64_t>(std::max<int16_t>(ncols, 0)));
     size_t next = 0;
+    Emit& em = run_.em;
+    em.open("output_fields", Emit::kList);
     for (int i = 1; i <= ncols; ++i) {
+      em.open(nullptr);
       const char* name = next < names.size() ? names[next++].c_str() : "";
-      if (!quiet_) run_.out.printf("\t\t%d) Field '%s'\n", i, name);
+      if (!quiet_) em.field("field", name, "\t\t%d) Field '%s'\n", i, name);
       uint16_t index = cur_.u16();
-      if (!quiet_) run_.out.printf("\t\t\tIndex into string table.: %d\n", index);
+      if (!quiet_)
+        em.field("index_into_string_table", index, "\t\t\tIndex into string table.: %d\n", index);
       int16_t offset = cur_.i16();
-      if (!quiet_) run_.out.printf("\t\t\tStarting offset in tuple: %hd\n", offset);
+      if (!quiet_)
+        em.field("starting_offset_in_tuple", offset, "\t\t\tStarting offset in tuple: %hd\n",
+                 offset);
       printtypename(run_, cur_.i16(), kTypeLabel);
       int16_t length = cur_.i16();
       if (!quiet_)
-        run_.out.printf("\n\t\t\tLength..................: %hd (0x%x)\n", length,
-                        static_cast<unsigned>(length));
-      if (i < ncols) run_.out.printf("\n");
+        em.field("length", length, "\n\t\t\tLength..................: %hd (0x%x)\n", length,
+                 static_cast<unsigned>(length));
+      if (i < ncols) em.text("\n");
+      em.close();
     }
+    em.close();
   }
 
   // The zero-terminated names that lie `skip` bytes on in this packet; only
@@ -161,8 +171,13 @@ class Describe {
       outOfMemory();
       return;
     }
-    for (int i = 0; i < static_cast<int>(cols.size()); ++i)
+    run_.em.open("output_fields", Emit::kList);
+    for (int i = 0; i < static_cast<int>(cols.size()); ++i) {
+      run_.em.open(nullptr);
       printColumn(i, cols[i], readCString(cur_));
+      run_.em.close();
+    }
+    run_.em.close();
   }
 
   Column readColumn() {
@@ -197,29 +212,36 @@ class Describe {
       int32_t n = dowrcsc(run_, name.c_str(), static_cast<int32_t>(name.size()));
       if (n > 0) name.assign(run_.cs.rubuf.data(), static_cast<size_t>(n));
     }
-    Output& out = run_.out;
+    Emit& em = run_.em;
     if (!quiet_) {
-      out.printf("\t\t%d) Field '%s'\n", i, name.c_str());
-      out.printf("\t\t\tIndex into string table: %d\n", c.index);
-      out.printf("\t\t\tStarting offset in tuple: %d\n", c.offset);
+      em.field("field", name.c_str(), "\t\t%d) Field '%s'\n", i, name.c_str());
+      em.field("index_into_string_table", c.index, "\t\t\tIndex into string table: %d\n", c.index);
+      em.field("starting_offset_in_tuple", c.offset, "\t\t\tStarting offset in tuple: %d\n",
+               c.offset);
     }
     printtypename(run_, c.type, kTypeLabel);
     if (quiet_) return;
     if (c.extended) {
-      out.printf("\n\t\t\tExtended ID: %d\n", c.xid);
-      out.printf("\t\t\tOwner Name Length: %hd\n", c.ownerLen);
-      if (c.ownerLen != 0) out.printf("\t\t\tOwner Name: %s\n", c.owner.c_str());
-      out.printf("\t\t\tExtended Type Name Length: %hd\n", c.typeNameLen);
-      if (c.typeNameLen != 0) out.printf("\t\t\tExtended Type Name: %s\n", c.typeName.c_str());
-      out.printf("\t\t\tPass By Reference Flag: %hd\n", c.byRef);
-      out.printf("\t\t\tAlignment: %hd\n", c.align);
-      out.printf("\t\t\tSource Type for Distinct Type: %d\n", c.sourceType);
+      em.field("extended_id", c.xid, "\n\t\t\tExtended ID: %d\n", c.xid);
+      em.field("owner_name_length", c.ownerLen, "\t\t\tOwner Name Length: %hd\n", c.ownerLen);
+      if (c.ownerLen != 0)
+        em.field("owner_name", c.owner.c_str(), "\t\t\tOwner Name: %s\n", c.owner.c_str());
+      em.field("extended_type_name_length", c.typeNameLen, "\t\t\tExtended Type Name Length: %hd\n",
+               c.typeNameLen);
+      if (c.typeNameLen != 0)
+        em.field("extended_type_name", c.typeName.c_str(), "\t\t\tExtended Type Name: %s\n",
+                 c.typeName.c_str());
+      em.field("pass_by_reference_flag", c.byRef, "\t\t\tPass By Reference Flag: %hd\n", c.byRef);
+      em.field("alignment", c.align, "\t\t\tAlignment: %hd\n", c.align);
+      em.field("source_type_for_distinct_type", c.sourceType,
+               "\t\t\tSource Type for Distinct Type: %d\n", c.sourceType);
     }
-    out.printf("\t\t\tLength : %d (0x%x)\n", c.length, static_cast<unsigned>(c.length));
+    em.field("length", c.length, "\t\t\tLength : %d (0x%x)\n", c.length,
+             static_cast<unsigned>(c.length));
   }
 
   void outOfMemory() {
-    run_.out.printf("\nERROR:  Out of Memory.  Reset message to skip forward to next packet!\n");
+    run_.em.error("\nERROR:  Out of Memory.  Reset message to skip forward to next packet!\n");
     cur_.drop();
   }
 

@@ -2,6 +2,7 @@
 #include <cstdio>
 #include <new>
 #include <string>
+#include <string_view>
 #include <vector>
 
 #include "driver/cursor.h"
@@ -32,8 +33,8 @@ bool isReply(Run& run) {
 }
 
 // A short length and its text.
-void str(Cursor& cur, const char* label) {
-  printstring(cur, cur.i16(), label, 0);
+void str(Cursor& cur, const char* label, const char* key) {
+  printstring(cur, cur.i16(), label, 0, key);
 }
 
 // Types beyond the built-in ones, and distinct types, carry owner and type
@@ -59,86 +60,97 @@ std::string int8hex(Cursor& cur) {
 void sizes(Cursor& cur, bool show) {
   Run& run = cur.run;
   if (!run.caps.protocolver.has(0, 0x10)) return;
+  Emit& em = run.em;
   int32_t len = cur.i32();
-  if (show) run.out.printf("\t\t\tLength..: %d [%#x]\n", len, len);
+  if (show) em.field("length", len, "\t\t\tLength..: %d [%#x]\n", len, len);
   int16_t prec = cur.i16();
-  if (show) run.out.printf("\t\t\tPrec....: %d [%#x]\n", prec, static_cast<unsigned>(prec));
+  if (show) em.field("prec", prec, "\t\t\tPrec....: %d [%#x]\n", prec, static_cast<unsigned>(prec));
   int16_t scale = cur.i16();
-  if (show) run.out.printf("\t\t\tScale...: %d [%#x]\n", scale, static_cast<unsigned>(scale));
+  if (show)
+    em.field("scale", scale, "\t\t\tScale...: %d [%#x]\n", scale, static_cast<unsigned>(scale));
 }
 
 void nullLine(Cursor& cur, int i, bool show) {
   uint8_t null = cur.u8();
-  if (show) cur.run.out.printf("\t\t    %d) Null....: %s\n", i, null ? "TRUE" : "FALSE");
+  const char* text = null ? "TRUE" : "FALSE";
+  if (show) cur.run.em.field("null", text, "\t\t    %d) Null....: %s\n", i, text);
 }
 
 void extended(Cursor& cur, bool show) {
   int32_t x = cur.i32();
-  if (show) cur.run.out.printf("\t\t\tExtended: %d [%#x]\n", x, x);
+  if (show) cur.run.em.field("extended", x, "\t\t\tExtended: %d [%#x]\n", x, x);
 }
 
 }  // namespace
 
 void decodeRetType(Run& run, Cursor& cur) {
-  Output& o = run.out;
+  Emit& em = run.em;
   bool show = !run.opt.min;
   int16_t d = cur.i16();
   if (show) {
     if (d == 0)
-      o.printf("\t\tDirection: %hd \t(FOR PUT)\n", d);
+      em.field("direction", d, "\t\tDirection: %hd \t(FOR PUT)\n", d);
     else
-      o.printf("\t\tDirection: %hd \t(FOR FETCH)\n", d);
+      em.field("direction", d, "\t\tDirection: %hd \t(FOR FETCH)\n", d);
+    em.also("direction_name", d == 0 ? "FOR PUT" : "FOR FETCH");
   }
   int16_t n = cur.i16();
-  if (show) o.printf("\t\t# of types: %hd\n", n);
+  if (show) em.field("n_of_types", n, "\t\t# of types: %hd\n", n);
+  em.open("types", Emit::kList);
   for (int16_t i = 0; i < n; ++i) {
-    if (show) o.printf("\n");
+    em.open(nullptr);
+    if (show) em.text("\n");
     int type = cur.i16();
-    printtypename(run, type, "\t\t\tType.....: ");
+    printtypename(run, type, "\t\t\tType.....: ", "type");
     if (namedType(type)) {
       int16_t owner = cur.i16();
-      if (owner > 0) printstring(cur, owner, "\t\t\tOwner Name: ", 0);
+      if (owner > 0) printstring(cur, owner, "\t\t\tOwner Name: ", 0, "owner_name");
       int16_t name = cur.i16();
-      if (name > 0) printstring(cur, name, "\t\t\tExtended Type Name: ", 0);
+      if (name > 0) printstring(cur, name, "\t\t\tExtended Type Name: ", 0, "extended_type_name");
     }
     int32_t len = cur.i32();
-    if (show) o.printf("\t\t\tVariable Length: %d\n", len);
+    if (show) em.field("variable_length", len, "\t\t\tVariable Length: %d\n", len);
+    em.close();
   }
+  em.close();
 }
 
 void decodeGetRoutine(Run& run, Cursor& cur) {
-  Output& o = run.out;
+  Emit& em = run.em;
   bool show = !run.opt.min;
   if (!isReply(run)) {
     int32_t len = run.caps.protocolver.has(7, 0x02) ? cur.i32() : cur.u16();
-    printstring(cur, len, "\t\tSignature..:", 0);
+    printstring(cur, len, "\t\tSignature..:", 0, "signature");
     int16_t fparam = cur.i16();
-    if (show) o.printf("\t\tSend fparam: %s\n", boolText(fparam));
+    if (show) em.field("send_fparam", boolText(fparam), "\t\tSend fparam: %s\n", boolText(fparam));
     if (run.dec.msgtype == kDGetRoutine) {
       int16_t procinfo = cur.i16();
-      if (show) o.printf("\t\tSend proc info: %s\n", boolText(procinfo));
+      if (show)
+        em.field("send_proc_info", boolText(procinfo), "\t\tSend proc info: %s\n",
+                 boolText(procinfo));
     }
   } else {
     int32_t handle = cur.i32();
-    if (show) o.printf("\t\tRoutine handle: %d [%#x]\n", handle, handle);
+    if (show) em.field("routine_handle", handle, "\t\tRoutine handle: %d [%#x]\n", handle, handle);
   }
 }
 
 void decodeExFpRoutine(Run& run, Cursor& cur) {
-  Output& o = run.out;
+  Emit& em = run.em;
   bool show = !run.opt.min;
-  if (run.dec.msgtype == 117) str(cur, "\t\tDatabase.....:");
+  if (run.dec.msgtype == 117) str(cur, "\t\tDatabase.....:", "database");
   int32_t handle = cur.i32();
-  if (show) o.printf("\t\tRoutine handle: %d [%#x]\n", handle, handle);
+  if (show) em.field("routine_handle", handle, "\t\tRoutine handle: %d [%#x]\n", handle, handle);
   int16_t bind = cur.i16();
-  if (show) o.printf("\t\tBind #........: %hd\n", bind);
+  if (show) em.field("bind_n", bind, "\t\tBind #........: %hd\n", bind);
   int16_t fparam = cur.i16();
-  if (show) o.printf("\t\tSending fparam: %s\n", boolText(fparam));
+  if (show)
+    em.field("sending_fparam", boolText(fparam), "\t\tSending fparam: %s\n", boolText(fparam));
 }
 
 void decodeFpRoutine(Run& run, Cursor& cur) {
   int16_t n = cur.i16();
-  if (!run.opt.min) run.out.printf("\t\t# values: %hd\n", n);
+  if (!run.opt.min) run.em.field("n_values", n, "\t\t# values: %hd\n", n);
   printvalues(cur, n);
 }
 
@@ -146,99 +158,118 @@ void decodeFpRoutine(Run& run, Cursor& cur) {
 // values and parameters. Each item ends with a newline on standard output.
 void decodeFparam(Run& run, Cursor& cur) {
   Output& o = run.out;
+  Emit& em = run.em;
   bool show = !run.opt.min;
-  o.printf("\t\tFunc State: %s\n", int8hex(cur).c_str());
+  std::string state = int8hex(cur);
+  em.field("func_state", state, "\t\tFunc State: %s\n", state.c_str());
   int32_t request = cur.i32();
-  if (show) o.printf("\t\tRequest....: %d [%#x]\n", request, request);
+  if (show) em.field("request", request, "\t\tRequest....: %d [%#x]\n", request, request);
   char done = static_cast<char>(cur.u8());
-  if (show) o.printf("\t\tIs Done....: %c\n", done);
+  if (show) em.field("is_done", std::string_view(&done, 1), "\t\tIs Done....: %c\n", done);
   int16_t first = run.dec.prev_msgtype;
   if (first != kGetRoutine && first != kDGetRoutine) return;
 
   int32_t routine = cur.i32();
-  if (show) o.printf("\t\tRoutine id.: %d [%#x]\n", routine, routine);
-  o.printf("\t\tRowi.......:%s\n", int8hex(cur).c_str());
+  if (show) em.field("routine_id", routine, "\t\tRoutine id.: %d [%#x]\n", routine, routine);
+  std::string rowid = int8hex(cur);
+  em.field("rowi", rowid, "\t\tRowi.......:%s\n", rowid.c_str());
   int32_t column = cur.i32();
-  if (show) o.printf("\t\tColumn id..: %d [%#x]\n", column, column);
+  if (show) em.field("column_id", column, "\t\tColumn id..: %d [%#x]\n", column, column);
 
   int16_t r = cur.i16();
-  if (show) o.printf("\t\t# return...: %hd\n", r);
+  if (show) em.field("n_return", r, "\t\t# return...: %hd\n", r);
+  em.open("return_values", Emit::kList);
   for (int i = 1; i <= r; ++i) {
+    em.open(nullptr);
     nullLine(cur, i, show);
-    printtypename(run, cur.i16(), "\t\t\tType ...");
+    printtypename(run, cur.i16(), "\t\t\tType ...", "type");
     if (first == kGetRoutine) {
       extended(cur, show);
     } else {
-      str(cur, "\t\t\tType Owner:");
-      str(cur, "\t\t\tType Name:");
+      str(cur, "\t\t\tType Owner:", "type_owner");
+      str(cur, "\t\t\tType Name:", "type_name");
     }
     sizes(cur, show);
+    em.close();
     o.flush();
-    o.out("\n");
+    if (!em.json()) o.out("\n");
   }
+  em.close();
 
   int16_t p = cur.i16();
-  if (show) o.printf("\t\t# Params...: %hd\n", p);
+  if (show) em.field("n_params", p, "\t\t# Params...: %hd\n", p);
+  em.open("params", Emit::kList);
   for (int i = 1; i <= p; ++i) {
+    em.open(nullptr);
     nullLine(cur, i, show);
-    printtypename(run, cur.i16(), "\t\t\tType ...");
+    printtypename(run, cur.i16(), "\t\t\tType ...", "type");
     extended(cur, show);
     sizes(cur, show);
+    em.close();
     o.flush();
-    o.out("\n");
+    if (!em.json()) o.out("\n");
   }
+  em.close();
 }
 
 void decodeFpProcInfo(Run& run, Cursor& cur) {
-  Output& o = run.out;
+  Emit& em = run.em;
   bool show = !run.opt.min;
   int16_t out = cur.i16();
-  if (show) o.printf("\t\t# Output Params.: %hd\n", out);
+  if (show) em.field("n_output_params", out, "\t\t# Output Params.: %hd\n", out);
   int32_t mods = cur.i32();
-  if (show) o.printf("\t\tBoolean modifiers: %d [%#x]\n", mods, mods);
-  str(cur, "\t\t\tCommutator:");
-  str(cur, "\t\t\tNegator:");
+  if (show) em.field("boolean_modifiers", mods, "\t\tBoolean modifiers: %d [%#x]\n", mods, mods);
+  str(cur, "\t\t\tCommutator:", "commutator");
+  str(cur, "\t\t\tNegator:", "negator");
 }
 
 void decodeGetHierarchy(Run& run, Cursor& cur) {
+  Emit& em = run.em;
   bool show = !run.opt.min;
   if (!isReply(run)) {
-    str(cur, "\t\tDatabase.....:");
-    str(cur, "\t\tOwner........:");
-    str(cur, "\t\tTable........:");
+    str(cur, "\t\tDatabase.....:", "database");
+    str(cur, "\t\tOwner........:", "owner");
+    str(cur, "\t\tTable........:", "table");
     return;
   }
   int16_t n = cur.i16();
-  if (show) run.out.printf("\t\tNumber of hierarchy pairs: %hd\n", n);
+  if (show) em.field("number_of_hierarchy_pairs", n, "\t\tNumber of hierarchy pairs: %hd\n", n);
+  em.open("hierarchy_pairs", Emit::kList);
   for (int16_t i = 0; i < n; ++i) {
-    if (show) run.out.printf("\n");
-    str(cur, "\t\tTable Owner..:");
-    str(cur, "\t\tTable Name...:");
-    str(cur, "\t\tParent Owner.:");
-    str(cur, "\t\tParent Name..:");
+    em.open(nullptr);
+    if (show) em.text("\n");
+    str(cur, "\t\tTable Owner..:", "table_owner");
+    str(cur, "\t\tTable Name...:", "table_name");
+    str(cur, "\t\tParent Owner.:", "parent_owner");
+    str(cur, "\t\tParent Name..:", "parent_name");
+    em.close();
   }
+  em.close();
 }
 
 void decodeDrainMem(Run& run, Cursor& cur) {
+  Emit& em = run.em;
   bool show = !run.opt.min;
   int16_t msg = cur.i16();
-  if (show) run.out.printf("\t\tMessage type:    %hd (0x%x)\n", msg, static_cast<unsigned>(msg));
+  if (show)
+    em.field("message_type", msg, "\t\tMessage type:    %hd (0x%x)\n", msg,
+             static_cast<unsigned>(msg));
   int16_t transition = cur.i16();
   if (show)
-    run.out.printf("\t\tTransition type:    %hd (0x%x)\n", transition,
-                   static_cast<unsigned>(transition));
+    em.field("transition_type", transition, "\t\tTransition type:    %hd (0x%x)\n", transition,
+             static_cast<unsigned>(transition));
   int16_t flag = cur.i16();
-  if (show) run.out.printf("\t\tFlag:    %hd (0x%x)\n", flag, static_cast<unsigned>(flag));
+  if (show) em.field("flag", flag, "\t\tFlag:    %hd (0x%x)\n", flag, static_cast<unsigned>(flag));
 }
 
 void decodeRemUtype(Run& run, Cursor& cur) {
   if (!isReply(run)) {
-    str(cur, "\t\tDatabase:");
-    str(cur, "\t\tUser....:");
+    str(cur, "\t\tDatabase:", "database");
+    str(cur, "\t\tUser....:", "user");
     return;
   }
   char utype = static_cast<char>(cur.u16() & 0xff);
-  if (!run.opt.min) run.out.printf("\t\tUtype: %c\n", utype);
+  if (!run.opt.min) run.em.field("utype", std::string_view(&utype, 1), "\t\tUtype: %c\n", utype);
 }
 
 namespace {
@@ -282,26 +313,35 @@ void readInputField(Run& run, Cursor& cur, InputField& f) {
 }
 
 void printInputField(Run& run, const InputField& f, int i) {
-  Output& o = run.out;
+  Emit& em = run.em;
   bool show = !run.opt.min;
-  if (show) o.printf("\t\t%d) Field \n", i);
+  em.open(nullptr);
+  if (show) em.text("\t\t%d) Field \n", i);
   printtypename(run, f.type, "\t\t\tType....................: ");
   if (show) {
-    if (f.attrs) o.printf("\n\t\t\tExtended ID: %d\n", f.xid);
+    if (f.attrs) em.field("extended_id", f.xid, "\n\t\t\tExtended ID: %d\n", f.xid);
     if (f.named) {
-      o.printf("\t\t\tOwner Name Length: %hd\n", static_cast<int16_t>(f.owner.size()));
-      if (!f.owner.empty()) o.printf("\t\t\tOwner Name: %s\n", f.owner.c_str());
-      o.printf("\t\t\tExtended Type Name Length: %hd\n", static_cast<int16_t>(f.name.size()));
-      if (!f.name.empty()) o.printf("\t\t\tExtended Type Name: %s\n", f.name.c_str());
+      auto ownerLen = static_cast<int16_t>(f.owner.size());
+      em.field("owner_name_length", ownerLen, "\t\t\tOwner Name Length: %hd\n", ownerLen);
+      if (!f.owner.empty())
+        em.field("owner_name", f.owner.c_str(), "\t\t\tOwner Name: %s\n", f.owner.c_str());
+      auto nameLen = static_cast<int16_t>(f.name.size());
+      em.field("extended_type_name_length", nameLen, "\t\t\tExtended Type Name Length: %hd\n",
+               nameLen);
+      if (!f.name.empty())
+        em.field("extended_type_name", f.name.c_str(), "\t\t\tExtended Type Name: %s\n",
+                 f.name.c_str());
     }
     if (f.attrs) {
-      o.printf("\t\t\tPass By Reference Flag: %hd\n", f.byRef);
-      o.printf("\t\t\tAlignment: %hd\n", f.align);
-      o.printf("\t\t\tSource Type for Distinct Type: %d\n", f.source);
+      em.field("pass_by_reference_flag", f.byRef, "\t\t\tPass By Reference Flag: %hd\n", f.byRef);
+      em.field("alignment", f.align, "\t\t\tAlignment: %hd\n", f.align);
+      em.field("source_type_for_distinct_type", f.source,
+               "\t\t\tSource Type for Distinct Type: %d\n", f.source);
     }
-    o.printf("\t\t\tLength : %d (0x%x)\n", f.length, f.length);
+    em.field("length", f.length, "\t\t\tLength : %d (0x%x)\n", f.length, f.length);
   }
-  o.flush();
+  em.close();
+  run.out.flush();
 }
 
 }  // namespace
@@ -310,18 +350,20 @@ void printInputField(Run& run, const InputField& f, int i) {
 // of a describe: all fields are read, then printed.
 void decodeIdescribe(Run& run, Cursor& cur) {
   int16_t n = cur.i16();
-  if (!run.opt.min) run.out.printf("\t\t# input fields.....: %hd\n", n);
+  if (!run.opt.min) run.em.field("n_input_fields", n, "\t\t# input fields.....: %hd\n", n);
   std::vector<InputField> fields;
   try {
     // Grown as fields arrive: a wild count cannot allocate ahead of the bytes.
     for (int16_t i = 0; i < n; ++i) readInputField(run, cur, fields.emplace_back());
   } catch (const std::bad_alloc&) {
     fields.clear();
-    run.out.printf("\nERROR:  Out of Memory.  Reset message to skip forward to next packet!\n");
+    run.em.error("\nERROR:  Out of Memory.  Reset message to skip forward to next packet!\n");
     cur.drop();
     return;
   }
+  run.em.open("input_fields", Emit::kList);
   for (size_t i = 0; i < fields.size(); ++i) printInputField(run, fields[i], static_cast<int>(i));
+  run.em.close();
   run.out.flush();
 }
 
@@ -329,32 +371,43 @@ void decodeIdescribe(Run& run, Cursor& cur) {
 // each padded to an even length.
 void decodeVput(Run& run, Cursor& cur) {
   Output& o = run.out;
+  Emit& em = run.em;
   bool show = !run.opt.min;
   int16_t n = cur.i16();
-  if (show) o.printf("\t\t# rows..........: %hd\n", n);
+  if (show) em.field("n_rows", n, "\t\t# rows..........: %hd\n", n);
   std::vector<int32_t> sizes;
   for (int16_t i = 0; i < n; ++i) sizes.push_back(cur.i32());
-  if (show && !run.opt.dump_tuple) {
-    o.printf("\t\tSizes of data rows:");
-    for (int32_t size : sizes) o.printf(" %d", size);
-    o.printf("\n");
+  // With -tuple each row's size is listed with its dump instead.
+  if (!run.opt.dump_tuple) {
+    if (show) em.text("\t\tSizes of data rows:");
+    em.open("sizes_of_data_rows", Emit::kList);
+    if (show)
+      for (int32_t size : sizes) em.field(nullptr, size, " %d", size);
+    em.close();
+    if (show) em.text("\n");
   }
   o.flush();
   // Each row counts as a message of the statement.
   if (run.opt.stmtstats && n > 1)
     store_prev(run, run.dec.msgtype, run.thr.cur->index, run.thr.cur->stmtid, n - 1);
   double bytes = 0;
+  if (run.opt.dump_tuple) em.open("rows", Emit::kList);
   for (size_t i = 0; i < sizes.size(); ++i) {
     int32_t size = sizes[i] > 0 ? sizes[i] : 0;
     bytes += static_cast<double>(size) + (size & 1);
     if (run.opt.dump_tuple) {
-      if (show) o.printf("\t\tSize of data row(%hd): %d\n", static_cast<int16_t>(i), sizes[i]);
+      em.open(nullptr);
+      if (show)
+        em.field("size_of_data_row", sizes[i], "\t\tSize of data row(%hd): %d\n",
+                 static_cast<int16_t>(i), sizes[i]);
       hexdump(cur, size);
+      em.close();
     } else {
       cur.skip(size);
       if (size & 1) cur.skip(1);
     }
   }
+  if (run.opt.dump_tuple) em.close();
   run.sum.put_count++;
   run.sum.put_bytes += bytes;
 }
