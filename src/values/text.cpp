@@ -166,8 +166,10 @@ void printchar(Cursor& cur, int32_t len) {
   if (cur.left <= 0) cur.nextPacket();
   // The value whole, from the packets that hold it.
   std::string& wire = run.textbuf;
+  // Where each packet's part begins matters only when a conversion can make
+  // the count differ from the wire length.
   std::vector<int32_t> starts;
-  int32_t lastPart = cur.gather(len, wire, &starts);
+  int32_t lastPart = cur.gather(len, wire, convertsRead(run) ? &starts : nullptr);
   const char* value = wire.c_str();
   auto have = static_cast<int32_t>(wire.size());
   int32_t shownLen = len;
