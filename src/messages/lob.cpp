@@ -75,10 +75,12 @@ void lodataChunks(Run& run, Cursor& cur, int32_t total) {
     int16_t size = cur.i16();
     if (shown(run)) run.out.printf("\t\t Size: %d\n", size);
     if (size <= 0) return;
-    if (run.opt.blob_hex)
+    if (run.opt.blob_hex) {
       hexdump(cur, size);
-    else
+      cur.padAfter(size);
+    } else {
       skipData(cur, size);
+    }
     total -= size;
   }
 }

@@ -77,7 +77,7 @@ int32_t longLength(Cursor& cur) {
 void printUdt(Cursor& cur) {
   int32_t n = longLength(cur);
   if (cur.run.opt.udt_hex)
-    hexdump(cur, n);
+    cur.padAfter(hexdump(cur, n));
   else
     cur.skipPadded(n);
 }
@@ -141,7 +141,7 @@ bool printData(Cursor& cur, int type, bool row) {
     case 12:
       o.printf("\n");
       if (run.opt.blob_hex)
-        hexdump(cur, 56);
+        cur.padAfter(hexdump(cur, 56));
       else
         cur.skipPadded(56);
       break;
