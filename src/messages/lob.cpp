@@ -323,11 +323,8 @@ void decodeFileWrite(Run& run, Cursor& cur) {
       int32_t total = cur.i32();
       if (shown(run)) run.out.printf("\t\tTotal Size: %d\n", total);
     }
-    if (!lob.writeOpen()) {
-      run.out.printf("\nERROR: A file write closes that was never opened.\n");
-      return;
-    }
-    --lob.write_top;
+    // With no write open this is a closing header and nothing more.
+    if (lob.writeOpen()) --lob.write_top;
     return;
   }
   skipData(cur, cur.i16());
