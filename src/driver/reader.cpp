@@ -157,6 +157,7 @@ int getpacket(Run& run, const uint8_t* carry, int32_t carrylen) {
                  (code[0] == 'S' && (code[1] == 'C' || code[1] == 'F')) ||
                  (code[0] == 'M' && code[1] == 'T');
     if (!known) run.out.printf("\nERROR: DIR Expected.\n");
+    if (!known && run.an) run.an->damaged();
     if (code[0] == 'C') {
       ++run.sum.cs_packets;
       rd.dirLetter = 'c';
@@ -185,6 +186,7 @@ int getpacket(Run& run, const uint8_t* carry, int32_t carrylen) {
     run.out.flush();
     ++rd.g_ipkt;
     if (fork) {
+      if (run.an) run.an->fork();
       rd.served += std::max(rd.packetlen, 0);
       return 0;
     }
@@ -236,7 +238,11 @@ int getpacket(Run& run, const uint8_t* carry, int32_t carrylen) {
   }
   run.out.put('\n');
 
-  if (!fillPacket(run, carry, carrylen, len)) return -1;
+  if (run.an) run.an->packet(run, code[0] == 'C', len);
+  if (!fillPacket(run, carry, carrylen, len)) {
+    if (run.an) run.an->damaged();
+    return -1;
+  }
   rd.served += std::max(rd.packetlen, 0);
 
   if (!first && run.dec.prev_msgtype >= 1 && run.dec.prev_msgtype <= 139)
