@@ -51,7 +51,6 @@ uint32_t Collector::groupOf(std::string text) {
 
 void Collector::packet(Run& run, bool client, int32_t length) {
   afterFork_ = false;
-  packetDamaged_ = false;
   ++packetNo_;
   int32_t len = std::max(length, 0);
   int dir = client ? 0 : 1;
@@ -168,9 +167,10 @@ void Collector::statementId(Run& run, int32_t id) {
   byId_[idKey(thread, id)] = t.current;
 }
 
-void Collector::damaged() {
-  if (packetDamaged_) return;
-  packetDamaged_ = true;
+void Collector::damaged(bool nextPacket) {
+  int64_t at = packetNo_ + (nextPacket ? 1 : 0);
+  if (at == lastDamaged_) return;
+  lastDamaged_ = at;
   ++damagedPackets;
 }
 

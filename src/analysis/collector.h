@@ -126,7 +126,8 @@ class Collector {
   void sqlError(int16_t sqlerr, int16_t isam);
   void statementText(Run& run, const char* text, int32_t len);
   void statementId(Run& run, int32_t id);
-  void damaged();
+  // Damage found in the current packet, or in the header of the next one.
+  void damaged(bool nextPacket = false);
   // End of the trace: open round trips are closed.
   void finish(Run& run);
 
@@ -163,8 +164,8 @@ class Collector {
   std::unique_ptr<RowSink> sink_;
   ThreadStats* cur_ = nullptr;  // thread of the current packet
   int64_t packetNo_ = 0;
-  bool afterFork_ = false;      // the reader hands the last packet again
-  bool packetDamaged_ = false;  // the current packet was already counted
+  bool afterFork_ = false;   // the reader hands the last packet again
+  int64_t lastDamaged_ = 0;  // the packet last counted as damaged
   std::unordered_map<int64_t, uint32_t> threadIndex_;
   std::unordered_map<std::string, uint32_t> groupIndex_;
   // (thread entry, statement id) -> statement instance.

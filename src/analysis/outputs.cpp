@@ -42,6 +42,7 @@ bool writeOutputs(Run& run) {
     run.out.err("%s: %s: %s\n", run.opt.progname.c_str(), run.opt.db.c_str(), error.c_str());
     ok = false;
   }
+  c.setSink(nullptr);  // closes the database
   if (!run.opt.report.empty() && !report::writeHtml(c, run.opt.report, error)) {
     run.out.err("%s: %s: %s\n", run.opt.progname.c_str(), run.opt.report.c_str(), error.c_str());
     ok = false;

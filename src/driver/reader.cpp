@@ -157,7 +157,7 @@ int getpacket(Run& run, const uint8_t* carry, int32_t carrylen) {
                  (code[0] == 'S' && (code[1] == 'C' || code[1] == 'F')) ||
                  (code[0] == 'M' && code[1] == 'T');
     if (!known) run.out.printf("\nERROR: DIR Expected.\n");
-    if (!known && run.an) run.an->damaged();
+    if (!known && run.an) run.an->damaged(true);
     if (code[0] == 'C') {
       ++run.sum.cs_packets;
       rd.dirLetter = 'c';

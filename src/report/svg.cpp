@@ -20,7 +20,8 @@ std::string attr(double v) {
 }  // namespace
 
 std::string num(double v, int decimals) {
-  if (!std::isfinite(v)) v = 0;
+  // Neither infinities nor a "-0" on an axis.
+  if (!std::isfinite(v) || std::abs(v) < 0.5 * std::pow(10, -decimals)) v = 0;
   char b[64];
   snprintf(b, sizeof b, "%.*f", decimals, v);
   return b;
@@ -36,10 +37,8 @@ std::vector<double> niceTicks(double min, double max, int want) {
     if (step >= raw) break;
   }
   std::vector<double> t;
-  for (double v = std::ceil(min / step) * step; v <= max + step * 1e-9; v += step) {
-    t.push_back(std::abs(v) < step * 1e-9 ? 0 : v);
-    if (t.size() > 50) break;
-  }
+  double first = std::ceil(min / step - 1e-9), last = std::ceil(max / step - 1e-9);
+  for (double k = first; k <= last && t.size() <= 50; ++k) t.push_back(k * step);
   return t;
 }
 

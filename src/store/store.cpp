@@ -39,12 +39,17 @@ CREATE TABLE packets (
   length INTEGER, time REAL, thread INTEGER,
   round_trip INTEGER  -- NULL when the packet belongs to none
 );
-CREATE TABLE messages (
+CREATE TABLE message_types (type INTEGER PRIMARY KEY, name TEXT);
+CREATE TABLE message_rows (
   trace INTEGER, packet INTEGER,
   offset INTEGER,     -- of the message type in the packet
-  type INTEGER, name TEXT,
+  type INTEGER,
   fields TEXT         -- the message's fields as JSON; NULL until the JSON rendering fills it
 );
+-- Every message with its type's name.
+CREATE VIEW messages AS
+  SELECT m.trace, m.packet, m.offset, m.type, t.name, m.fields
+  FROM message_rows m LEFT JOIN message_types t USING (type);
 CREATE TABLE statements (
   trace INTEGER,
   number INTEGER,     -- in the order sent, from 1
@@ -70,18 +75,65 @@ namespace {
 
 // Rows per transaction: large enough that commits cost nothing measurable.
 constexpr int64_t kRowsPerCommit = 1 << 20;
+// Rows per INSERT statement: one step stores this many.
+constexpr int kRowsPerInsert = 64;
+
+// A column value waiting in a batch.
+struct Value {
+  enum Kind : uint8_t { Null, Int, Real, Text } kind = Null;
+  int64_t i = 0;
+  double d = 0;
+  const char* text = nullptr;  // static or outliving the batch's flush
+  int len = 0;
+};
 
 }  // namespace
 
+// Rows of one table, stored kRowsPerInsert at a time through a multi-row
+// INSERT, the rest through a one-row INSERT at the end.
+class Batch {
+ public:
+  Batch(Store::Impl& m, const char* table, int cols);
+  ~Batch() {
+    sqlite3_finalize(many_);
+    sqlite3_finalize(one_);
+  }
+  // The next row's columns, in order; the trace id goes first by itself.
+  Batch& row();
+  Batch& i(int64_t v) { return put(Value{Value::Int, v, 0, nullptr, 0}); }
+  Batch& iOrNull(int64_t v) { return v ? i(v) : null(); }
+  Batch& d(double v) { return put(Value{Value::Real, 0, v, nullptr, 0}); }
+  Batch& text(const char* t, int len) { return put(Value{Value::Text, 0, 0, t, len}); }
+  Batch& null() { return put(Value{}); }
+  void flush();
+
+ private:
+  Batch& put(const Value& v) {
+    vals_.push_back(v);
+    if (vals_.size() == static_cast<size_t>(cols_ * kRowsPerInsert)) step(many_, kRowsPerInsert);
+    return *this;
+  }
+  void step(sqlite3_stmt* s, int rows);
+
+  Store::Impl& m_;
+  int cols_;
+  int64_t trace_;
+  sqlite3_stmt *many_ = nullptr, *one_ = nullptr;
+  std::vector<Value> vals_;
+};
+
 struct Store::Impl {
   sqlite3* db = nullptr;
-  sqlite3_stmt *packet = nullptr, *message = nullptr, *trip = nullptr, *error = nullptr;
+  std::unique_ptr<Batch> packets, messages, trips, errors;
   int64_t trace = 1;
   int64_t rows = 0;
   std::string failure;  // the first error
 
   ~Impl() {
-    for (sqlite3_stmt* s : {packet, message, trip, error}) sqlite3_finalize(s);
+    packets.reset();
+    messages.reset();
+    trips.reset();
+    errors.reset();
     sqlite3_close(db);
   }
 
@@ -95,31 +147,72 @@ struct Store::Impl {
   void fail(const char* what) {
     if (failure.empty()) failure = what;
   }
-  sqlite3_stmt* prepare(const char* sql) {
+  sqlite3_stmt* prepare(const std::string& sql) {
     sqlite3_stmt* s = nullptr;
-    if (sqlite3_prepare_v3(db, sql, -1, SQLITE_PREPARE_PERSISTENT, &s, nullptr) != SQLITE_OK)
+    if (sqlite3_prepare_v3(db, sql.c_str(), -1, SQLITE_PREPARE_PERSISTENT, &s, nullptr) !=
+        SQLITE_OK)
       fail(sqlite3_errmsg(db));
     return s;
   }
-  // Steps a bound statement and counts the row towards the next commit.
-  void step(sqlite3_stmt* s) {
-    if (!s) return;
-    if (sqlite3_step(s) != SQLITE_DONE) fail(sqlite3_errmsg(db));
-    sqlite3_reset(s);
-    if (++rows % kRowsPerCommit == 0) exec("COMMIT; BEGIN");
-  }
-  void bindOptional(sqlite3_stmt* s, int at, int64_t v) {
-    if (v)
-      sqlite3_bind_int64(s, at, v);
-    else
-      sqlite3_bind_null(s, at);
+  // Counts rows towards the next commit.
+  void stored(int n) {
+    int64_t before = rows / kRowsPerCommit;
+    rows += n;
+    if (rows / kRowsPerCommit != before) exec("COMMIT; BEGIN");
   }
 };
+
+Batch::Batch(Store::Impl& m, const char* table, int cols) : m_(m), cols_(cols), trace_(m.trace) {
+  std::string one = "(";
+  for (int c = 0; c < cols; ++c) one += c ? ",?" : "?";
+  one += ")";
+  std::string sql = std::string("INSERT INTO ") + table + " VALUES " + one;
+  one_ = m.prepare(sql);
+  for (int r = 1; r < kRowsPerInsert; ++r) sql += "," + one;
+  many_ = m.prepare(sql);
+  vals_.reserve(static_cast<size_t>(cols * kRowsPerInsert));
+}
+
+Batch& Batch::row() {
+  return i(trace_);
+}
+
+void Batch::step(sqlite3_stmt* s, int rows) {
+  if (s) {
+    for (int k = 0; k < cols_ * rows; ++k) {
+      const Value& v = vals_[static_cast<size_t>(k)];
+      switch (v.kind) {
+        case Value::Null:
+          sqlite3_bind_null(s, k + 1);
+          break;
+        case Value::Int:
+          sqlite3_bind_int64(s, k + 1, v.i);
+          break;
+        case Value::Real:
+          sqlite3_bind_double(s, k + 1, v.d);
+          break;
+        case Value::Text:
+          sqlite3_bind_text(s, k + 1, v.text, v.len, SQLITE_STATIC);
+          break;
+      }
+    }
+    if (sqlite3_step(s) != SQLITE_DONE) m_.fail(sqlite3_errmsg(m_.db));
+    sqlite3_reset(s);
+  }
+  vals_.erase(vals_.begin(), vals_.begin() + cols_ * rows);
+  m_.stored(rows);
+}
+
+void Batch::flush() {
+  while (!vals_.empty()) step(one_, 1);
+}
 
 Store::Store(std::unique_ptr<Impl> impl) : impl_(std::move(impl)) {}
 Store::~Store() = default;
 
 std::unique_ptr<Store> Store::open(const std::string& path, int64_t traceId, std::string& error) {
+  // The program is single-threaded: no allocation statistics, no mutexes.
+  sqlite3_config(SQLITE_CONFIG_MEMSTATUS, 0);
   auto impl = std::make_unique<Impl>();
   impl->trace = traceId;
   // A new database each time: an older file of the name is replaced.
@@ -127,7 +220,8 @@ std::unique_ptr<Store> Store::open(const std::string& path, int64_t traceId, std
     error = strerror(errno);
     return nullptr;
   }
-  if (sqlite3_open_v2(path.c_str(), &impl->db, SQLITE_OPEN_READWRITE | SQLITE_OPEN_CREATE,
+  if (sqlite3_open_v2(path.c_str(), &impl->db,
+                      SQLITE_OPEN_READWRITE | SQLITE_OPEN_CREATE | SQLITE_OPEN_NOMUTEX,
                       nullptr) != SQLITE_OK) {
     error = impl->db ? sqlite3_errmsg(impl->db) : "out of memory";
     return nullptr;
@@ -139,127 +233,115 @@ std::unique_ptr<Store> Store::open(const std::string& path, int64_t traceId, std
       "PRAGMA cache_size=-16384");
   impl->exec(kSchema);
   impl->exec("BEGIN");
-  impl->packet = impl->prepare("INSERT INTO packets VALUES (?1,?2,?3,?4,?5,?6,?7,?8)");
-  impl->message = impl->prepare("INSERT INTO messages VALUES (?1,?2,?3,?4,?5,NULL)");
-  impl->trip =
-      impl->prepare("INSERT INTO round_trips VALUES (?1,?2,?3,?4,?5,?6,?7,?8,?9,?10,?11,?12)");
-  impl->error = impl->prepare("INSERT INTO errors VALUES (?1,?2,?3,?4,?5,?6)");
+  if (sqlite3_stmt* s = impl->prepare("INSERT INTO message_types VALUES (?1, ?2)")) {
+    for (int t = 1; t < kNumTypes; ++t) {
+      if (!kMessages[t].name) continue;
+      sqlite3_bind_int(s, 1, t);
+      sqlite3_bind_text(s, 2, kMessages[t].name, -1, SQLITE_STATIC);
+      if (sqlite3_step(s) != SQLITE_DONE) impl->fail(sqlite3_errmsg(impl->db));
+      sqlite3_reset(s);
+    }
+    sqlite3_finalize(s);
+  }
+  impl->packets = std::make_unique<Batch>(*impl, "packets", 8);
+  impl->messages = std::make_unique<Batch>(*impl, "message_rows", 5);
+  impl->trips = std::make_unique<Batch>(*impl, "round_trips", 12);
+  impl->errors = std::make_unique<Batch>(*impl, "errors", 6);
   if (!impl->failure.empty()) {
     error = impl->failure;
     return nullptr;
   }
-  for (sqlite3_stmt* s : {impl->packet, impl->message, impl->trip, impl->error})
-    sqlite3_bind_int64(s, 1, traceId);
   return std::unique_ptr<Store>(new Store(std::move(impl)));
 }
 
 void Store::packet(const analysis::PacketRow& r) {
-  sqlite3_stmt* s = impl_->packet;
-  sqlite3_bind_int64(s, 2, r.number);
-  sqlite3_bind_int64(s, 3, r.record);
-  sqlite3_bind_text(s, 4, r.client ? "C" : "S", 1, SQLITE_STATIC);
-  sqlite3_bind_int(s, 5, r.length);
-  sqlite3_bind_double(s, 6, r.time);
-  sqlite3_bind_int64(s, 7, r.thread);
-  impl_->bindOptional(s, 8, r.roundTrip);
-  impl_->step(s);
+  impl_->packets->row()
+      .i(r.number)
+      .i(r.record)
+      .text(r.client ? "C" : "S", 1)
+      .i(r.length)
+      .d(r.time)
+      .i(r.thread)
+      .iOrNull(r.roundTrip);
 }
 
 void Store::message(const analysis::MessageRow& r) {
-  sqlite3_stmt* s = impl_->message;
-  sqlite3_bind_int64(s, 2, r.packet);
-  sqlite3_bind_int(s, 3, r.offset);
-  sqlite3_bind_int(s, 4, r.type);
-  const char* name = r.type >= 1 && r.type < kNumTypes ? kMessages[r.type].name : nullptr;
-  if (name)
-    sqlite3_bind_text(s, 5, name, -1, SQLITE_STATIC);
-  else
-    sqlite3_bind_null(s, 5);
-  impl_->step(s);
+  impl_->messages->row().i(r.packet).i(r.offset).i(r.type).null();
 }
 
 void Store::roundTrip(const analysis::RoundTripRow& r) {
-  sqlite3_stmt* s = impl_->trip;
-  sqlite3_bind_int64(s, 2, r.number);
-  sqlite3_bind_int64(s, 3, r.requestPacket);
-  sqlite3_bind_int64(s, 4, r.thread);
-  impl_->bindOptional(s, 5, r.statement);
-  sqlite3_bind_double(s, 6, r.start);
+  Batch& b = impl_->trips->row()
+                 .i(r.number)
+                 .i(r.requestPacket)
+                 .i(r.thread)
+                 .iOrNull(r.statement)
+                 .d(r.start);
   if (r.latency >= 0)
-    sqlite3_bind_double(s, 7, r.latency);
+    b.d(r.latency);
   else
-    sqlite3_bind_null(s, 7);
-  sqlite3_bind_int(s, 8, r.replyPackets);
-  sqlite3_bind_int64(s, 9, r.bytes);
-  sqlite3_bind_int64(s, 10, r.rows);
-  if (r.error) {
-    sqlite3_bind_int(s, 11, r.sqlError);
-    sqlite3_bind_int(s, 12, r.isamError);
-  } else {
-    sqlite3_bind_null(s, 11);
-    sqlite3_bind_null(s, 12);
-  }
-  impl_->step(s);
+    b.null();
+  b.i(r.replyPackets).i(r.bytes).i(r.rows);
+  if (r.error)
+    b.i(r.sqlError).i(r.isamError);
+  else
+    b.null().null();
 }
 
 void Store::error(const analysis::ErrorRow& r) {
-  sqlite3_stmt* s = impl_->error;
-  impl_->bindOptional(s, 2, r.roundTrip);
-  sqlite3_bind_int64(s, 3, r.packet);
-  impl_->bindOptional(s, 4, r.statement);
-  sqlite3_bind_int(s, 5, r.sqlError);
-  sqlite3_bind_int(s, 6, r.isamError);
-  impl_->step(s);
+  impl_->errors->row()
+      .iOrNull(r.roundTrip)
+      .i(r.packet)
+      .iOrNull(r.statement)
+      .i(r.sqlError)
+      .i(r.isamError);
 }
 
 bool Store::finish(const analysis::Collector& c, std::string& error) {
   Impl& m = *impl_;
-  sqlite3_stmt* s = m.prepare("INSERT INTO statements VALUES (?1,?2,?3,?4,?5,?6)");
-  if (s) {
-    sqlite3_bind_int64(s, 1, m.trace);
+  for (Batch* b : {m.packets.get(), m.messages.get(), m.trips.get(), m.errors.get()}) b->flush();
+  {
+    Batch statements(m, "statements", 6);
     int64_t n = 0;
     for (const analysis::StatementInst& st : c.statements) {
-      sqlite3_bind_int64(s, 2, ++n);
-      sqlite3_bind_int64(s, 3, st.threadKey);
-      sqlite3_bind_int(s, 4, st.id);
-      sqlite3_bind_text(s, 5, st.raw.data(), static_cast<int>(st.raw.size()), SQLITE_STATIC);
       const std::string& norm = c.groups[st.group].text;
-      sqlite3_bind_text(s, 6, norm.data(), static_cast<int>(norm.size()), SQLITE_STATIC);
-      m.step(s);
+      statements.row()
+          .i(++n)
+          .i(st.threadKey)
+          .i(st.id)
+          .text(st.raw.data(), static_cast<int>(st.raw.size()))
+          .text(norm.data(), static_cast<int>(norm.size()));
     }
-    sqlite3_finalize(s);
+    statements.flush();
   }
-  s = m.prepare("INSERT INTO threads VALUES (?1,?2,?3,?4,?5,?6,?7)");
-  if (s) {
-    sqlite3_bind_int64(s, 1, m.trace);
+  {
+    Batch threads(m, "threads", 7);
     for (const analysis::ThreadStats& t : c.threads) {
-      sqlite3_bind_int64(s, 2, t.key);
-      sqlite3_bind_int64(s, 3, static_cast<int64_t>(t.packets));
-      sqlite3_bind_int64(s, 4, static_cast<int64_t>(t.trips));
-      sqlite3_bind_double(s, 5, t.busy);
-      sqlite3_bind_int64(s, 6, static_cast<int64_t>(t.statements));
-      sqlite3_bind_int64(s, 7, static_cast<int64_t>(t.errors));
-      m.step(s);
+      threads.row()
+          .i(t.key)
+          .i(static_cast<int64_t>(t.packets))
+          .i(static_cast<int64_t>(t.trips))
+          .d(t.busy)
+          .i(static_cast<int64_t>(t.statements))
+          .i(static_cast<int64_t>(t.errors));
     }
-    sqlite3_finalize(s);
+    threads.flush();
   }
-  s = m.prepare("INSERT INTO trace VALUES (?1,?2,?3,?4,?5,?6,?7,?8,?9,?10,?11,?12,?13)");
-  if (s) {
-    sqlite3_bind_int64(s, 1, m.trace);
-    sqlite3_bind_text(s, 2, c.file.c_str(), -1, SQLITE_TRANSIENT);
-    sqlite3_bind_text(s, 3, c.options.c_str(), -1, SQLITE_TRANSIENT);
-    sqlite3_bind_text(s, 4, WIREPRINT_VERSION, -1, SQLITE_STATIC);
-    sqlite3_bind_double(s, 5, c.firstTime);
-    sqlite3_bind_double(s, 6, c.lastTime);
-    sqlite3_bind_int64(s, 7, c.packets[0] + c.packets[1]);
-    sqlite3_bind_int64(s, 8, c.damagedPackets);
-    sqlite3_bind_int64(s, 9, c.forks);
-    sqlite3_bind_int64(s, 10, c.trips);
-    sqlite3_bind_int64(s, 11, c.errors);
-    sqlite3_bind_double(s, 12, c.clientTime);
-    sqlite3_bind_double(s, 13, c.serverTime);
-    m.step(s);
-    sqlite3_finalize(s);
+  {
+    Batch trace(m, "trace", 13);
+    trace.row()
+        .text(c.file.data(), static_cast<int>(c.file.size()))
+        .text(c.options.data(), static_cast<int>(c.options.size()))
+        .text(WIREPRINT_VERSION, -1)
+        .d(c.firstTime)
+        .d(c.lastTime)
+        .i(c.packets[0] + c.packets[1])
+        .i(c.damagedPackets)
+        .i(c.forks)
+        .i(c.trips)
+        .i(c.errors)
+        .d(c.clientTime)
+        .d(c.serverTime);
+    trace.flush();
   }
   m.exec("COMMIT");
   // Indexes on the small tables only; the README shows how to add more.

@@ -10,6 +10,8 @@
 
 namespace wp::store {
 
+class Batch;
+
 // The tables, as created (also shown in the README and the manual page).
 extern const char* const kSchema;
 
