@@ -83,6 +83,11 @@ void Collector::packet(Run& run, bool client, int32_t length) {
   }
 }
 
+void Collector::threadMarker(Run& run, const char* text) {
+  ThreadStats& t = threadOf(run.thr.cur->key);
+  if (t.address.empty()) t.address = std::string("0x") + text;
+}
+
 void Collector::fork() {
   ++forks;
   // The reader hands the last packet to the decoders once more: its messages

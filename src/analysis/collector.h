@@ -97,6 +97,7 @@ struct StatementGroup {
 
 struct ThreadStats {
   int64_t key = 0;
+  std::string address;  // "0x" and the MT record's text; empty before any
   uint64_t trips = 0, packets = 0, statements = 0, errors = 0;
   double busy = 0;  // latencies summed
   // The open round trip.
@@ -122,6 +123,8 @@ class Collector {
   // Hooks.
   void packet(Run& run, bool client, int32_t length);
   void fork();
+  // An MT record: `text` is its address as the listing shows it after "0x".
+  void threadMarker(Run& run, const char* text);
   void message(int16_t type, int32_t offset);
   void sqlError(int16_t sqlerr, int16_t isam);
   void statementText(Run& run, const char* text, int32_t len);

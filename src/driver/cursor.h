@@ -4,6 +4,8 @@
 #pragma once
 
 #include <cstdint>
+#include <string>
+#include <vector>
 
 namespace wp {
 
@@ -39,11 +41,21 @@ class Cursor {
   // Skips n bytes into further packets as needed; returns how many lay in the
   // last packet (the pad byte of a split field goes by that part alone).
   int32_t skipField(int32_t n);
-  // skipField, then the pad byte when that last part is odd; the pad may be
-  // the next packet's first byte.
-  void skipPadded(int32_t n) {
-    if (skipField(n) & 1) skip(1);
+  // The pad byte after n bytes of odd length: the next byte of the trace,
+  // whichever packet holds it. A length of 0 or less has none.
+  void padAfter(int32_t n) {
+    if (n > 0 && (n & 1)) skip(1);
   }
+  // skipField, then the pad byte when that last part is odd.
+  void skipPadded(int32_t n) { padAfter(skipField(n)); }
+
+  // Gathers n bytes into dst from the packets that hold them, passing over
+  // empty ones, and returns how many lay in the last packet. `starts`, when
+  // given, receives the offset in dst at which each packet's part begins.
+  int32_t gather(int32_t n, std::string& dst, std::vector<int32_t>* starts = nullptr);
+  // Puts n bytes back in front of the position, the rest of the packet after
+  // them, as a refill that carried them would have.
+  void unread(const uint8_t* bytes, int32_t n);
 
   // The next packet with nothing carried (the bytes left are dropped).
   void nextPacket();

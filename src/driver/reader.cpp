@@ -179,6 +179,7 @@ int getpacket(Run& run, const uint8_t* carry, int32_t carrylen) {
         memcpy(text, m, 8);
         run.out.printf("\nCLIENT THREAD OSTCB ADDRESS: 0x%s\n", text);
         run.thr.select(static_cast<int64_t>(strtol(text, nullptr, 0)));
+        if (run.an) run.an->threadMarker(run, text);
       }
     } else {
       run.out.printf("\n%c->%c", code[0], code[1]);

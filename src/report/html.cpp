@@ -260,9 +260,8 @@ void threads(std::string& h, const Collector& c) {
        "(MT address)</th><th>packets</th><th>round trips</th><th>busy s</th><th>statements "
        "sent</th><th>errors</th></tr></thead><tbody>\n";
   for (const analysis::ThreadStats& t : c.threads) {
-    char key[40];
-    snprintf(key, sizeof key, "0x%llx", static_cast<unsigned long long>(t.key));
-    h += "<tr>" + cell(static_cast<double>(t.key), key) + cell(t.packets) + cell(t.trips) +
+    std::string address = t.address.empty() ? "(before any MT record)" : escapeHtml(t.address);
+    h += "<tr>" + cell(static_cast<double>(t.key), address) + cell(t.packets) + cell(t.trips) +
          cell(t.busy, num(t.busy, 3)) + cell(t.statements) + cell(t.errors) + "</tr>\n";
   }
   h += "</tbody></table>\n<p class=\"note\">Busy time: the latencies of the thread's round "

@@ -28,7 +28,9 @@ CREATE TABLE trace (
   server_time REAL           -- server plus network time, seconds
 );
 CREATE TABLE threads (
-  trace INTEGER, thread INTEGER,  -- the client thread's MT address
+  trace INTEGER,
+  thread INTEGER,     -- the number the MT record's address text reads as
+  address TEXT,       -- that text as the listing shows it ("0x" and the text)
   packets INTEGER, round_trips INTEGER, busy REAL, statements INTEGER, errors INTEGER
 );
 CREATE TABLE packets (
@@ -314,10 +316,11 @@ bool Store::finish(const analysis::Collector& c, std::string& error) {
     statements.flush();
   }
   {
-    Batch threads(m, "threads", 7);
+    Batch threads(m, "threads", 8);
     for (const analysis::ThreadStats& t : c.threads) {
       threads.row()
           .i(t.key)
+          .text(t.address.data(), static_cast<int>(t.address.size()))
           .i(static_cast<int64_t>(t.packets))
           .i(static_cast<int64_t>(t.trips))
           .d(t.busy)

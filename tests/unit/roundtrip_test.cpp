@@ -40,9 +40,9 @@ SC 1700000000.35 { msg SQ_DONE short 0 long 1 long 0 long 0 msg SQ_EOT }
   EXPECT_EQ(
       a->rows("SELECT number, record, direction, length, thread, round_trip FROM packets"),
       (std::vector<std::string>{"1|2|C|24|1|1", "2|4|C|24|2|2", "3|6|S|18|1|1", "4|8|S|18|2|2"}));
-  EXPECT_EQ(a->rows("SELECT thread, packets, round_trips, printf('%.2f', busy), statements, "
-                    "errors FROM threads"),
-            (std::vector<std::string>{"1|2|1|0.30|1|0", "2|2|1|0.25|1|0"}));
+  EXPECT_EQ(a->rows("SELECT thread, address, packets, round_trips, printf('%.2f', busy), "
+                    "statements, errors FROM threads"),
+            (std::vector<std::string>{"1|0x00000001|2|1|0.30|1|0", "2|0x00000002|2|1|0.25|1|0"}));
 }
 
 // A result set over three packets, one row's data split between two of them;
@@ -189,7 +189,7 @@ TEST(RoundTrips, Schema) {
       "round_trips|trace,number,request_packet,thread,statement,start,latency,reply_packets,"
       "bytes,rows,sql_error,isam_error",
       "statements|trace,number,thread,id,text,normalised",
-      "threads|trace,thread,packets,round_trips,busy,statements,errors",
+      "threads|trace,thread,address,packets,round_trips,busy,statements,errors",
       "trace|id,file,options,version,first_time,last_time,packets,damaged_packets,forks,"
       "round_trips,errors,client_time,server_time",
   };
