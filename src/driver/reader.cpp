@@ -158,6 +158,7 @@ int getpacket(Run& run, const uint8_t* carry, int32_t carrylen) {
                  (code[0] == 'S' && (code[1] == 'C' || code[1] == 'F')) ||
                  (code[0] == 'M' && code[1] == 'T');
     if (!known) run.out.printf("\nERROR: DIR Expected.\n");
+    if (!known && run.an) run.an->damaged(true);
     if (code[0] == 'C') {
       ++run.sum.cs_packets;
       rd.dirLetter = 'c';
@@ -179,6 +180,7 @@ int getpacket(Run& run, const uint8_t* carry, int32_t carrylen) {
         memcpy(text, m, 8);
         run.out.printf("\nCLIENT THREAD OSTCB ADDRESS: 0x%s\n", text);
         run.thr.select(static_cast<int64_t>(strtol(text, nullptr, 0)));
+        if (run.an) run.an->threadMarker(run, text);
       }
     } else {
       run.out.printf("\n%c->%c", code[0], code[1]);
@@ -186,6 +188,7 @@ int getpacket(Run& run, const uint8_t* carry, int32_t carrylen) {
     run.out.flush();
     ++rd.g_ipkt;
     if (fork) {
+      if (run.an) run.an->fork();
       rd.served += std::max(rd.packetlen, 0);
       return 0;
     }
@@ -237,7 +240,11 @@ int getpacket(Run& run, const uint8_t* carry, int32_t carrylen) {
   }
   run.out.put('\n');
 
-  if (!fillPacket(run, carry, carrylen, len)) return -1;
+  if (run.an) run.an->packet(run, code[0] == 'C', len);
+  if (!fillPacket(run, carry, carrylen, len)) {
+    if (run.an) run.an->damaged();
+    return -1;
+  }
   rd.served += std::max(rd.packetlen, 0);
 
   if (!first && run.dec.prev_msgtype >= 1 && run.dec.prev_msgtype <= 139)

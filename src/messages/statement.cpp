@@ -238,6 +238,7 @@ void decodeErr(Run& run, Cursor& cur) {
   run.out.printf("\t\tSQL error..........: %hd\n", sqlerr);
   int16_t isam = cur.i16();
   run.out.printf("\t\tISAM/RSAM error....: %hd\n", isam);
+  if (run.an) run.an->sqlError(sqlerr, isam);
   // A long offset prints by its low 16 bits, as the short one always did.
   int32_t offset = run.caps.protocolver.has(kLongTextLength) ? cur.i32() : cur.i16();
   run.out.printf("\t\tOffset in statement: %hd\n", static_cast<int16_t>(offset & 0xffff));
