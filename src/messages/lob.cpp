@@ -85,10 +85,12 @@ void lodataChunks(Run& run, Cursor& cur, int32_t total) {
     em.open(nullptr);
     if (shown(run)) em.field("size", size, "\t\t Size: %d\n", size);
     if (size > 0) {
-      if (run.opt.blob_hex)
+      if (run.opt.blob_hex) {
         hexdump(cur, size, "data");
-      else
+        cur.padAfter(size);
+      } else {
         skipData(cur, size);
+      }
     }
     em.close();
     if (size <= 0) break;
@@ -349,11 +351,8 @@ void decodeFileWrite(Run& run, Cursor& cur) {
       int32_t total = cur.i32();
       if (shown(run)) run.em.field("total_size", total, "\t\tTotal Size: %d\n", total);
     }
-    if (!lob.writeOpen()) {
-      run.em.error("\nERROR: A file write closes that was never opened.\n");
-      return;
-    }
-    --lob.write_top;
+    // With no write open this is a closing header and nothing more.
+    if (lob.writeOpen()) --lob.write_top;
     return;
   }
   skipData(cur, cur.i16());

@@ -401,6 +401,7 @@ void decodeVput(Run& run, Cursor& cur) {
         em.field("size_of_data_row", sizes[i], "\t\tSize of data row(%hd): %d\n",
                  static_cast<int16_t>(i), sizes[i]);
       hexdump(cur, size);
+      cur.padAfter(size);
       em.close();
     } else {
       cur.skip(size);
