@@ -89,6 +89,12 @@ int parseArgs(int argc, char** argv, Options& opt, Output& out) {
       }
       continue;
     }
+    // Named outputs beside the listing; the usage text keeps the design's list.
+    if (strcmp(a, "-report") == 0 || strcmp(a, "-db") == 0) {
+      if (i + 1 >= argc) return usage();
+      (a[1] == 'r' ? opt.report : opt.db) = argv[++i];
+      continue;
+    }
     if (strcmp(a, "-platform") == 0) {
       if (i + 1 >= argc) return usage();
       const char* type = argv[++i];

@@ -4,6 +4,7 @@
 #include <cstdlib>
 #include <cstring>
 
+#include "analysis/outputs.h"
 #include "messages/dispatch.h"
 
 namespace wp {
@@ -36,6 +37,7 @@ int startUp(Run& run, int argc, char** argv, EnvLookup env) {
 
   int status = parseArgs(argc, argv, opt, run.out);
   if (status >= 0) return status;
+  if ((status = analysis::startOutputs(run, argc, argv)) >= 0) return status;
 
   if (!opt.timestamp && opt.cmd_time) {
     run.out.out("-notimestamp is set, so -cmd_time will be ignored\n");
@@ -98,6 +100,8 @@ int runMain(Run& run, int argc, char** argv, EnvLookup env) {
     } catch (const Exit& e) {
       status = e.status;
     }
+    // Also after a damaged trace cut the run short.
+    if (run.an && !analysis::writeOutputs(run) && status == 0) status = 1;
     run.out.finish();
   } catch (const WriteError&) {
   }
