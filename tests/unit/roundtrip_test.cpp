@@ -45,6 +45,32 @@ SC 1700000000.35 { msg SQ_DONE short 0 long 1 long 0 long 0 msg SQ_EOT }
             (std::vector<std::string>{"1|0x00000001|2|1|0.30|1|0", "2|0x00000002|2|1|0.25|1|0"}));
 }
 
+// Twelve threads (addresses in octal, as the reader parses a leading 0) each
+// send a request, then the replies come in reverse order,
+// each after its thread's marker: every reply joins its own thread's request.
+TEST(RoundTrips, ManyThreadsRepliesReversed) {
+  std::string d = "header 7\n";
+  char line[160];
+  for (int t = 1; t <= 12; ++t) {
+    snprintf(line, sizeof line, "MT \"%08o\"\nCS 1700000000.%02d { msg SQ_EOT }\n", t, t);
+    d += line;
+  }
+  for (int t = 12; t >= 1; --t) {
+    snprintf(line, sizeof line, "MT \"%08o\"\nSC 1700000001.%02d { msg SQ_EOT }\n", t, t);
+    d += line;
+  }
+  auto a = analyse(d);
+  ASSERT_EQ(a->status, 0);
+  // Request at .tt, reply at 1.tt: every latency is one second.
+  EXPECT_EQ(a->one("SELECT count(*), sum(reply_packets), min(round(latency, 4)), "
+                   "max(round(latency, 4)) FROM round_trips"),
+            "12|12|1.0|1.0");
+  EXPECT_EQ(a->one("SELECT count(*) FROM packets p JOIN round_trips r ON r.number = p.round_trip "
+                   "WHERE p.thread != r.thread"),
+            "0");
+  EXPECT_EQ(a->one("SELECT count(*), min(round_trips), max(round_trips) FROM threads"), "12|1|1");
+}
+
 // A result set over three packets, one row's data split between two of them;
 // then a request that gets no reply.
 TEST(RoundTrips, ReplySpreadOverPackets) {
