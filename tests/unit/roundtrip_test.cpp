@@ -178,8 +178,23 @@ SC len=100 1700000000.4 { msg SQ_EOT }
   EXPECT_EQ(a->one("SELECT damaged_packets, packets FROM trace"), "3|4");
   EXPECT_EQ(a->one("PRAGMA integrity_check"), "ok");
   EXPECT_EQ(a->one("SELECT count(*) FROM packets"), "4");
-  EXPECT_NE(a->page.find("3 damaged packets"), std::string::npos);
+  EXPECT_NE(a->page.find("Damaged packets: 3."), std::string::npos);
   EXPECT_EQ(a->page.substr(a->page.size() - 8), "</html>\n");
+}
+
+// A trace that ends inside a message ends the run with status 1; the files are
+// still written, and the packet the message began in counts as damaged.
+TEST(RoundTrips, TraceEndingInsideAMessage) {
+  auto a = analyse(R"(header 7
+CS 1700000000.0 { msg SQ_COMMAND short 0 str "select 1 from a" msg SQ_EOT }
+SC 1700000000.2 { msg SQ_DONE short 0 long 1 long 0 long 0 msg SQ_EOT }
+CS 1700000000.4 { msg SQ_COMMAND short 0 }
+)");
+  EXPECT_EQ(a->status, 1);
+  EXPECT_EQ(a->one("SELECT damaged_packets, packets, round_trips FROM trace"), "1|3|2");
+  EXPECT_EQ(a->rows("SELECT number, iif(latency IS NULL, '-', round(latency, 4)) FROM round_trips"),
+            (std::vector<std::string>{"1|0.2", "2|-"}));
+  EXPECT_NE(a->page.find("Damaged packets: 1."), std::string::npos);
 }
 
 // The example trace of failing statements: every count worked out from its
