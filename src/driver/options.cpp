@@ -83,12 +83,10 @@ int parseArgs(int argc, char** argv, Options& opt, Output& out) {
     if (strcmp(a, "-o") == 0) {
       if (i + 1 >= argc) return usage();
       const char* file = argv[++i];
-      FILE* f = fopen(file, "w");
-      if (!f) {
+      if (!out.openFile(file)) {
         out.perror(file);
         return 1;
       }
-      out.setFile(f);
       continue;
     }
     // Named outputs beside the listing; the usage text keeps the design's list.

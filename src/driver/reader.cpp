@@ -46,8 +46,9 @@ double decodeTime(const uint8_t* t, int format) {
 
 // Local time of a whole second, "%Y-%m-%d %T"; empty when it cannot be shown.
 bool formatSecond(Reader& rd, double seconds) {
-  // Beyond what time_t and a four-or-more digit year handle sensibly.
-  if (!(seconds < 9.2e15)) return false;
+  // Any whole second local time can convert, whatever its year; only a
+  // number beyond 64 bits cannot even be asked.
+  if (!(seconds < 9.2e18)) return false;
   auto whole = static_cast<int64_t>(seconds);
   if (whole == rd.cachedSecond) return true;
   time_t t = static_cast<time_t>(whole);

@@ -340,7 +340,7 @@ void decodeInsertDone(Run& run, Cursor& cur) {
 void decodeFetchBlob(Run& run, Cursor& cur) {
   constexpr int32_t kDescriptor = 56;  // large-object descriptor
   if (run.opt.blob_hex)
-    hexdump(cur, kDescriptor);
+    cur.padAfter(hexdump(cur, kDescriptor));
   else
     cur.skipPadded(kDescriptor);
 }
@@ -349,7 +349,7 @@ void decodeBlob(Run& run, Cursor& cur) {
   int16_t n = cur.i16();
   if (!run.opt.min) run.out.printf("\t\t<%hd bytes of BLOB DATA>\n", n);
   if (run.opt.blob_hex)
-    hexdump(cur, n);
+    cur.padAfter(hexdump(cur, n));
   else
     cur.skipPadded(n);
   if (n == 0) return;
