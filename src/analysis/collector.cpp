@@ -32,10 +32,15 @@ int Collector::coarseBin(double latency) {
 }
 
 ThreadStats& Collector::threadOf(int64_t key) {
+  // Runs of packets mostly stay on one thread.
+  if (cur_ && cur_->key == key) return *cur_;
   auto [it, fresh] = threadIndex_.try_emplace(key, static_cast<uint32_t>(threads.size()));
   if (fresh) {
+    // The vector may move: the current thread is found again by position.
+    size_t cur = cur_ ? static_cast<size_t>(cur_ - threads.data()) : SIZE_MAX;
     threads.emplace_back();
     threads.back().key = key;
+    if (cur != SIZE_MAX) cur_ = &threads[cur];
   }
   return threads[it->second];
 }

@@ -39,7 +39,10 @@ void Cursor::fetch(const uint8_t* carry, int32_t carrylen) {
     carry = tail;
   }
   for (;;) {
-    if (getpacket(run, carry, carrylen) != 0) run.exit(1);
+    if (getpacket(run, carry, carrylen) != 0) {
+      if (run.an) run.an->damaged();  // the trace ends inside a message
+      run.exit(1);
+    }
     const char* d = run.rd.msgdir;
     const char* f = run.dec.fdir;
     bool interleaved = fileRead && (d[0] != f[0] || d[1] != f[1]) && d[0] == 'S' && d[1] == 'C';

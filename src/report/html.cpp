@@ -277,8 +277,8 @@ std::string renderHtml(const Collector& c) {
        escapeHtml(c.file) + "</title>\n<style>" + kStyle + "</style></head>\n<body>\n";
   h += "<h1>wireprint report: " + escapeHtml(c.file) + "</h1>\n";
   if (c.damagedPackets) {
-    h += "<p class=\"warn\" id=\"damaged\">" + std::to_string(c.damagedPackets) +
-         " damaged packets: the figures cover what could be decoded.</p>\n";
+    h += "<p class=\"warn\" id=\"damaged\">Damaged packets: " + std::to_string(c.damagedPackets) +
+         ". The figures cover what could be decoded.</p>\n";
   }
   overview(h, c);
   timeline(h, c);

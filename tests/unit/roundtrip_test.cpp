@@ -45,6 +45,32 @@ SC 1700000000.35 { msg SQ_DONE short 0 long 1 long 0 long 0 msg SQ_EOT }
             (std::vector<std::string>{"1|0x00000001|2|1|0.30|1|0", "2|0x00000002|2|1|0.25|1|0"}));
 }
 
+// Twelve threads (addresses in octal, as the reader parses a leading 0) each
+// send a request, then the replies come in reverse order,
+// each after its thread's marker: every reply joins its own thread's request.
+TEST(RoundTrips, ManyThreadsRepliesReversed) {
+  std::string d = "header 7\n";
+  char line[160];
+  for (int t = 1; t <= 12; ++t) {
+    snprintf(line, sizeof line, "MT \"%08o\"\nCS 1700000000.%02d { msg SQ_EOT }\n", t, t);
+    d += line;
+  }
+  for (int t = 12; t >= 1; --t) {
+    snprintf(line, sizeof line, "MT \"%08o\"\nSC 1700000001.%02d { msg SQ_EOT }\n", t, t);
+    d += line;
+  }
+  auto a = analyse(d);
+  ASSERT_EQ(a->status, 0);
+  // Request at .tt, reply at 1.tt: every latency is one second.
+  EXPECT_EQ(a->one("SELECT count(*), sum(reply_packets), min(round(latency, 4)), "
+                   "max(round(latency, 4)) FROM round_trips"),
+            "12|12|1.0|1.0");
+  EXPECT_EQ(a->one("SELECT count(*) FROM packets p JOIN round_trips r ON r.number = p.round_trip "
+                   "WHERE p.thread != r.thread"),
+            "0");
+  EXPECT_EQ(a->one("SELECT count(*), min(round_trips), max(round_trips) FROM threads"), "12|1|1");
+}
+
 // A result set over three packets, one row's data split between two of them;
 // then a request that gets no reply.
 TEST(RoundTrips, ReplySpreadOverPackets) {
@@ -152,8 +178,23 @@ SC len=100 1700000000.4 { msg SQ_EOT }
   EXPECT_EQ(a->one("SELECT damaged_packets, packets FROM trace"), "3|4");
   EXPECT_EQ(a->one("PRAGMA integrity_check"), "ok");
   EXPECT_EQ(a->one("SELECT count(*) FROM packets"), "4");
-  EXPECT_NE(a->page.find("3 damaged packets"), std::string::npos);
+  EXPECT_NE(a->page.find("Damaged packets: 3."), std::string::npos);
   EXPECT_EQ(a->page.substr(a->page.size() - 8), "</html>\n");
+}
+
+// A trace that ends inside a message ends the run with status 1; the files are
+// still written, and the packet the message began in counts as damaged.
+TEST(RoundTrips, TraceEndingInsideAMessage) {
+  auto a = analyse(R"(header 7
+CS 1700000000.0 { msg SQ_COMMAND short 0 str "select 1 from a" msg SQ_EOT }
+SC 1700000000.2 { msg SQ_DONE short 0 long 1 long 0 long 0 msg SQ_EOT }
+CS 1700000000.4 { msg SQ_COMMAND short 0 }
+)");
+  EXPECT_EQ(a->status, 1);
+  EXPECT_EQ(a->one("SELECT damaged_packets, packets, round_trips FROM trace"), "1|3|2");
+  EXPECT_EQ(a->rows("SELECT number, iif(latency IS NULL, '-', round(latency, 4)) FROM round_trips"),
+            (std::vector<std::string>{"1|0.2", "2|-"}));
+  EXPECT_NE(a->page.find("Damaged packets: 1."), std::string::npos);
 }
 
 // The example trace of failing statements: every count worked out from its
