@@ -61,19 +61,6 @@ bool formatSecond(Reader& rd, double seconds) {
   return true;
 }
 
-// A time stamp as UTC in ISO 8601 with microseconds (the JSON "time").
-void isoTime(double seconds, char out[64]) {
-  double whole = std::floor(seconds);
-  auto micros = static_cast<int64_t>(std::llround((seconds - whole) * 1e6));
-  auto t = static_cast<time_t>(whole);
-  if (micros >= 1000000) ++t, micros -= 1000000;
-  struct tm tmv;
-  if (!(seconds < 9.2e15) || !gmtime_r(&t, &tmv)) return;
-  char date[32];
-  strftime(date, sizeof date, "%Y-%m-%dT%H:%M:%S", &tmv);
-  snprintf(out, 64, "%s.%06lldZ", date, static_cast<long long>(micros));
-}
-
 void wrongTimestamp(Run& run) {
   run.out.err("Warning: the timestamp format you have chosen is wrong.\n");
   run.out.err("         No timestamp will be generated in the output file.\n");
@@ -274,8 +261,7 @@ int getpacket(Run& run, const uint8_t* carry, int32_t carrylen) {
       frac[7] = '\0';
     else
       snprintf(frac, sizeof frac, "%.5f", rd.time_fl - whole);
-    char iso[64] = "";
-    if (em.json()) isoTime(rd.time_fl, iso);
+    const char* iso = em.json() ? run.json->isoTime(rd.time_fl) : nullptr;
     em.field("time", iso, "\tTime: %s%s", rd.cachedDate.c_str(), frac + 1);
     em.also("epoch", rd.time_fl);
   }

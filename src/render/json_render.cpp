@@ -2,6 +2,11 @@
 // own and writes it, with its newline, to the Output when it is complete.
 #include "render/json_render.h"
 
+#include <cmath>
+#include <cstdio>
+#include <cstring>
+#include <ctime>
+
 #include "driver/msgtable.h"
 #include "driver/output.h"
 #include "driver/reader.h"
@@ -82,15 +87,20 @@ void JsonRender::beginMessage(int type, const char* name, int32_t offset) {
   f.packet = rd_.g_ipkt;
   f.offset = offset;
   JsonWriter& w = f.w;
-  w.beginObject();
-  w.field("kind", "message");
-  w.field("packet", f.packet);
+  // Every message has these members: written in a few appends.
+  static const char kHead[] = "{\"kind\":\"message\",\"packet\":";
+  w.raw(kHead, sizeof kHead - 1);
+  w.number(static_cast<int64_t>(f.packet));
+  w.raw(",\"dir\":", 7);
   const char dir[] = {rd_.msgdir[0], '-', '>', rd_.msgdir[1]};
-  w.key("dir");
-  w.string(dir, sizeof dir);
-  w.field("offset", offset);
-  w.field("type", type);
-  w.field("name", name);
+  w.string(dir, sizeof dir);  // an unknown direction code may be any bytes
+  w.raw(",\"offset\":", 10);
+  w.number(static_cast<int64_t>(offset));
+  w.raw(",\"type\":", 8);
+  w.number(static_cast<int64_t>(type));
+  w.raw(",\"name\":", 8);
+  w.string(name, strlen(name));
+  w.assumeOpen(false);
   w.beginObject("fields");
 }
 
@@ -106,6 +116,24 @@ void JsonRender::beginRecord(const char* kind) {
 
 void JsonRender::endRecord() {
   pop();
+}
+
+const char* JsonRender::isoTime(double seconds) {
+  iso_[0] = '\0';
+  if (!(seconds >= 0 && seconds < 9.2e15)) return iso_;
+  double whole = std::floor(seconds);
+  auto micros = static_cast<int64_t>(std::llround((seconds - whole) * 1e6));
+  auto t = static_cast<int64_t>(whole);
+  if (micros >= 1000000) ++t, micros -= 1000000;
+  if (t != isoSecond_) {  // the date part changes once a second at most
+    auto tt = static_cast<time_t>(t);
+    struct tm tmv;
+    if (!gmtime_r(&tt, &tmv)) return iso_;
+    strftime(isoDate_, sizeof isoDate_, "%Y-%m-%dT%H:%M:%S", &tmv);
+    isoSecond_ = t;
+  }
+  snprintf(iso_, sizeof iso_, "%s.%06lldZ", isoDate_, static_cast<long long>(micros));
+  return iso_;
 }
 
 void JsonRender::finish() {

@@ -30,6 +30,9 @@ class JsonRender {
   void endRecord();
   // Writes out whatever is still open (a run that ended inside a message).
   void finish();
+  // A time stamp as UTC in ISO 8601 with microseconds; empty when it is out
+  // of range. Valid until the next call.
+  const char* isoTime(double seconds);
 
  private:
   struct Frame {
@@ -45,6 +48,9 @@ class JsonRender {
   std::vector<Frame> frames_;  // objects being built, innermost last
   size_t depth_ = 0;           // frames_[0..depth_) are in use
   JsonWriter line_;            // a diagnostic, written at once
+  int64_t isoSecond_ = -1;     // the whole second isoDate_ shows
+  char isoDate_[32] = "";
+  char iso_[64] = "";
 };
 
 }  // namespace wp

@@ -4,6 +4,7 @@
 #include <charconv>
 #include <cmath>
 #include <cstdio>
+#include <cstring>
 
 namespace wp {
 
@@ -96,21 +97,34 @@ void jsonString(std::string& out, const char* s, size_t n) {
   out += '"';
 }
 
+// Keys are the program's own snake_case words: written as they are, with
+// the comma before them, in one append.
 void JsonWriter::key(const char* k) {
-  if (first_.empty()) return;
-  if (!first_.back()) buf_ += ',';
-  first_.back() = false;
-  if (array_.back() || !k) return;
-  buf_ += '"';
-  buf_ += k;  // keys are the program's own snake_case words
-  buf_ += "\":";
+  if (open_.empty()) return;
+  uint8_t& st = open_.back();
+  bool comma = !(st & kFirst);
+  st = static_cast<uint8_t>(st & ~kFirst);
+  if ((st & kArray) || !k) {
+    if (comma) buf_ += ',';
+    return;
+  }
+  char t[72];
+  size_t n = strlen(k);
+  if (n > sizeof t - 4) n = sizeof t - 4;
+  size_t len = 0;
+  if (comma) t[len++] = ',';
+  t[len++] = '"';
+  memcpy(t + len, k, n);
+  len += n;
+  t[len++] = '"';
+  t[len++] = ':';
+  buf_.append(t, len);
 }
 
 void JsonWriter::open(const char* k, char c, bool array) {
   key(k);
   buf_ += c;
-  first_.push_back(true);
-  array_.push_back(array);
+  open_.push_back(static_cast<uint8_t>(kFirst | (array ? kArray : 0)));
 }
 
 void JsonWriter::beginObject(const char* k) {
@@ -122,10 +136,9 @@ void JsonWriter::beginArray(const char* k) {
 }
 
 void JsonWriter::end() {
-  if (first_.empty()) return;
-  buf_ += array_.back() ? ']' : '}';
-  first_.pop_back();
-  array_.pop_back();
+  if (open_.empty()) return;
+  buf_ += (open_.back() & kArray) ? ']' : '}';
+  open_.pop_back();
 }
 
 void JsonWriter::string(const char* s, size_t n) {

@@ -17,13 +17,16 @@ class JsonWriter {
   // Starts over with an empty text (the capacity stays).
   void clear() {
     buf_.clear();
-    first_.clear();
-    array_.clear();
+    open_.clear();
   }
   const std::string& text() const { return buf_; }
-  bool empty() const { return first_.empty(); }
-  size_t depth() const { return first_.size(); }
-  bool inArray() const { return !array_.empty() && array_.back(); }
+  bool empty() const { return open_.empty(); }
+  size_t depth() const { return open_.size(); }
+  bool inArray() const { return !open_.empty() && (open_.back() & kArray); }
+  // Text the caller knows to be valid JSON in place (a constant prefix),
+  // and the state it leaves: an object or array opened with members in it.
+  void raw(const char* s, size_t n) { buf_.append(s, n); }
+  void assumeOpen(bool array) { open_.push_back(array ? kArray : 0); }
 
   // A key in an object (ignored inside an array), with the comma before it.
   void key(const char* k);
@@ -44,9 +47,10 @@ class JsonWriter {
  private:
   void open(const char* k, char c, bool array);
 
+  static constexpr uint8_t kFirst = 1;  // nothing written in it yet
+  static constexpr uint8_t kArray = 2;  // an array, not an object
   std::string buf_;
-  std::vector<bool> first_;  // per open container: nothing written in it yet
-  std::vector<bool> array_;  // per open container: it is an array
+  std::vector<uint8_t> open_;  // per open container, innermost last
 };
 
 // Appends s (n bytes) to out as a quoted JSON string.
