@@ -29,8 +29,10 @@ void Output::setFile(FILE* f) {
 
 void Output::drain() {
   if (len_ == 0) return;
-  fwrite(buf_.data(), 1, len_, fp_);
-  written_ += len_;
+  if (!muted_) {
+    fwrite(buf_.data(), 1, len_, fp_);
+    written_ += len_;
+  }
   len_ = 0;
 }
 
@@ -55,6 +57,7 @@ void Output::write(const void* data, size_t n) {
   if (n > buf_.size() - len_) {
     drain();
     if (n >= buf_.size()) {
+      if (muted_) return;
       fwrite(data, 1, n, fp_);
       written_ += n;
       if (lineFlush_ && memchr(data, '\n', n)) fflush(fp_);
@@ -155,7 +158,7 @@ void Output::out(const char* fmt, ...) {
   va_start(ap, fmt);
   if (fp_ == stdfp_) {
     vprintf(fmt, ap);
-  } else {
+  } else if (!muted_) {
     sync();
     vfprintf(stdfp_, fmt, ap);
     fflush(stdfp_);

@@ -4,7 +4,9 @@
 #include <cstdlib>
 #include <cstring>
 
+#include "input/interrupt.h"
 #include "messages/dispatch.h"
+#include "traces/traces.h"
 
 namespace wp {
 
@@ -51,6 +53,7 @@ int startUp(Run& run, int argc, char** argv, EnvLookup env) {
       return 1;
     }
     opt.inpfile = sqlidebug + 2;
+    opt.inputs.push_back(opt.inpfile);
   }
 
   if (int err = initCodeset(run, env("WIREPRINT_CODESET"))) {
@@ -62,7 +65,10 @@ int startUp(Run& run, int argc, char** argv, EnvLookup env) {
   run.timing.cs_stats.reset();
   run.timing.sc_stats.reset();
 
+  if (opt.follow) run.rd.file.follow(catchInterrupt());
+  if (opt.inputs.size() > 1) return -1;  // each trace is opened by its own run
   // Tests and the fuzzer hand the trace over in memory.
+  run.rd.file.decompressAhead(true);
   if (!run.rd.file.isOpen() && !run.rd.file.open(opt.inpfile)) {
     run.out.perror(opt.inpfile.c_str());
     return 1;
@@ -70,21 +76,35 @@ int startUp(Run& run, int argc, char** argv, EnvLookup env) {
   return -1;
 }
 
+}  // namespace
+
+void readPackets(Run& run) {
+  if (!run.opt.filter.active()) {
+    while (getpacket(run, nullptr, 0) == 0) printpacket(run);
+    return;
+  }
+  while (filteredGetpacket(run) == 0) {
+    printpacket(run);
+    filteredPacketDone(run);
+  }
+  filteredEnd(run);
+}
+
 void endOfRun(Run& run) {
   if (run.opt.summary) printSummary(run);
   if (run.opt.stmtstats) printStatementReport(run);
 }
 
-}  // namespace
-
 int runMain(Run& run, int argc, char** argv, EnvLookup env) {
   int status = 0;
   try {
     status = startUp(run, argc, argv, env);
-    if (status < 0) {
-      if (readHeader(run)) {
-        while (getpacket(run, nullptr, 0) == 0) printpacket(run);
-      }
+    if (status >= 0) {
+      // ended by the arguments
+    } else if (run.opt.inputs.size() > 1) {
+      status = runTraces(run, env);
+    } else {
+      if (readHeader(run)) readPackets(run);
       endOfRun(run);
       status = 0;
     }

@@ -225,8 +225,10 @@ void group_stmts(Run& run, int32_t per_thread) {
     for (StmtStat& s : st.list) {
       std::string key = s.text;
       if (per_thread) {
+        // Threads of different traces are different threads.
         key.push_back('\0');
         key.append(reinterpret_cast<const char*>(&s.thread), sizeof s.thread);
+        key.append(reinterpret_cast<const char*>(&s.trace), sizeof s.trace);
       }
       auto [it, fresh] = index.try_emplace(std::move(key), static_cast<uint32_t>(groups.size()));
       if (fresh) {
@@ -234,10 +236,12 @@ void group_stmts(Run& run, int32_t per_thread) {
         g.text = s.text;
         g.spare = s.spare;
         g.thread = per_thread ? s.thread : 0;
+        g.trace = s.trace;
         g.id = 0;
         groups.push_back(std::move(g));
       }
       StmtStat& g = groups[it->second];
+      if (g.trace != s.trace) g.trace = -1;
       for (const StmtMsgStat& m : s.msgs) {
         if (StmtMsgStat* e = entryFor(g.msgs, m.type)) {
           e->count = addCount(e->count, m.count);
@@ -292,10 +296,10 @@ void print_stmt_stat(Run& run, int32_t per_thread) {
       out.printf("%-*.*s\n", w, w, text + at);
     }
     out.printf("Overall Messages: %5d    Total Time: %6f", s.messages, s.total);
-    if (per_thread)
-      out.printf("    Thread: %d\n", s.thread);
-    else
-      out.printf("\n");
+    if (per_thread) out.printf("    Thread: %d", s.thread);
+    if (run.opt.inputs.size() > 1 && s.trace >= 0)
+      out.printf("    Trace: %s", traceName(run.opt, s.trace));
+    out.printf("\n");
     out.printf("Msg          Occured     Total       Avg         Min         Max\n");
     for (const StmtMsgStat& m : s.msgs) {
       out.printf("%-12s %5d    ", sqmsgname(m.type), m.count);

@@ -28,6 +28,7 @@ void recordCommand(Run& run, const char* text, int32_t len, int prepared) {
   CommandList::Entry& e = c.entries[c.count++];
   e.prepared = prepared;
   e.length = len;
+  e.trace = 0;
   int32_t keep = len < 0 ? 0 : (len >= CommandList::kTextSize ? CommandList::kTextSize - 1 : len);
   if (keep > 0) memcpy(e.text, text, static_cast<size_t>(keep));
   e.text[keep] = '\0';
@@ -49,9 +50,11 @@ void printCommandList(Run& run) {
     int32_t n = 0;
     if (convertsRead(run)) n = docsc(run, e.text, static_cast<int32_t>(strlen(e.text)));
     if (n > 0)
-      out.printf("'%.*s'\n", n, run.cs.rubuf.data());
+      out.printf("'%.*s'", n, run.cs.rubuf.data());
     else
-      out.printf("'%s'\n", e.text);
+      out.printf("'%s'", e.text);
+    if (run.opt.inputs.size() > 1) out.printf("  (%s)", traceName(run.opt, e.trace));
+    out.printf("\n");
   }
   rule(out, '-', 71, "\n");
   out.printf("\n");
