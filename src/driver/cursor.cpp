@@ -56,6 +56,9 @@ void Cursor::need(int32_t n) {
   while (left < n) {
     int32_t keep = std::max(left, 0);
     fetch(keep ? ptr() : nullptr, keep);
+    // A packet without data of its own leaves the carried bytes at the front
+    // of the buffer: they wait there for the next packet that has some.
+    while (keep > 0 && run.rd.packetlen <= 0) fetch(run.rd.packet.data(), keep);
   }
 }
 

@@ -39,8 +39,12 @@ class Cursor {
   // Skips n bytes into further packets as needed; returns how many lay in the
   // last packet (the pad byte of a split field goes by that part alone).
   int32_t skipField(int32_t n);
-  // skipField, then the pad byte when that last part is odd; the pad may be
-  // the next packet's first byte.
+  // The pad byte after n bytes of odd length: the next byte of the trace,
+  // whichever packet holds it. A length of 0 or less has none.
+  void padAfter(int32_t n) {
+    if (n > 0 && (n & 1)) skip(1);
+  }
+  // skipField, then the pad byte when that last part is odd.
   void skipPadded(int32_t n) {
     if (skipField(n) & 1) skip(1);
   }

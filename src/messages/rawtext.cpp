@@ -36,9 +36,7 @@ int32_t gatherText(Cursor& cur, int32_t n, std::string& dst) {
 }
 
 void skipPadAfter(Cursor& cur, int32_t lastPart) {
-  if (!(lastPart & 1)) return;
-  if (cur.left <= 0) cur.nextPacket();
-  cur.advance(1);
+  cur.padAfter(lastPart);
 }
 
 }  // namespace wp

@@ -18,8 +18,8 @@ std::string bytesHere(const Cursor& cur, int32_t n);
 // byte after the text goes by that part's parity.
 int32_t gatherText(Cursor& cur, int32_t n, std::string& dst);
 
-// The pad byte after a text whose last part had `lastPart` bytes; when the
-// packet is used up it is the first byte of the next one.
+// The pad byte after a text whose last part had `lastPart` bytes: the next
+// byte of the trace, whichever packet holds it.
 void skipPadAfter(Cursor& cur, int32_t lastPart);
 
 }  // namespace wp

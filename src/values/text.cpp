@@ -20,13 +20,6 @@ namespace {
 const char kEquals[] =
     "================================================================================\n";
 
-// The pad byte after an odd text: when the packet is used up, it is the first
-// byte of the next one.
-void skipPad(Cursor& cur) {
-  if (cur.left <= 0) cur.nextPacket();
-  cur.advance(1);
-}
-
 }  // namespace
 
 void printstring(Cursor& cur, int32_t len, const char* label, int force) {
@@ -54,7 +47,7 @@ void printstring(Cursor& cur, int32_t len, const char* label, int force) {
   }
   if (force == 1 || !run.opt.min) run.out.printf("%s \"%s\" [%d]\n", label, shown, shownLen);
   run.out.flush();
-  if (len & 1) skipPad(cur);
+  cur.padAfter(len);
 }
 
 void hexascii(Output& out, int count, const uint8_t* bytes) {

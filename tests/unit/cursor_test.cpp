@@ -34,14 +34,14 @@ TEST(Cursor, LongStraddlesSeveralTinyPackets) {
   EXPECT_EQ(c.left, 1);
 }
 
-TEST(Cursor, AnEmptyPacketDropsTheCarriedBytes) {
-  // packetlen of a zero-length record is 0, whatever was carried.
+TEST(Cursor, AnEmptyPacketKeepsTheCarriedBytes) {
+  // The carried byte waits for the packet that has data.
   Harness h("CS { hex 80 }\nSC { }\nCS { hex 0102 }\n");
   ASSERT_TRUE(h.header());
   ASSERT_EQ(h.next(), 0);
   Cursor c(h.run());
-  EXPECT_EQ(c.i16(), 0x0102);
-  EXPECT_EQ(c.left, 0);
+  EXPECT_EQ(static_cast<uint16_t>(c.i16()), 0x8001);
+  EXPECT_EQ(c.left, 1);
 }
 
 TEST(Cursor, GetBytesFollowsPacketsWithNothingCarried) {
