@@ -5,6 +5,7 @@
 #include <archive.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <cerrno>
 #include <condition_variable>
 #include <cstring>
@@ -37,14 +38,30 @@ class ArchiveStream {
   }
   ~ArchiveStream() { archive_read_free(a_); }
 
+  // Block by block as the filter hands them out: a read of a whole buffer
+  // would drop what it had decoded when the damage comes in its middle.
   ssize_t read(uint8_t* dst, size_t n) {
-    if (failed_) return -1;
-    la_ssize_t k = archive_read_data(a_, dst, n);
-    if (k < 0) {
-      fail();
-      return -1;
+    while (left_ == 0) {
+      if (failed_) return -1;
+      if (ended_) return 0;
+      const void* p;
+      size_t size;
+      la_int64_t offset;
+      int r = archive_read_data_block(a_, &p, &size, &offset);
+      if (r == ARCHIVE_EOF) {
+        ended_ = true;
+      } else if (r < ARCHIVE_WARN) {
+        fail();
+      } else {
+        block_ = static_cast<const uint8_t*>(p);
+        left_ = size;
+      }
     }
-    return k;
+    size_t k = std::min(n, left_);
+    memcpy(dst, block_, k);
+    block_ += k;
+    left_ -= k;
+    return static_cast<ssize_t>(k);
   }
   const std::string& error() const { return error_; }
 
@@ -90,7 +107,9 @@ class ArchiveStream {
   archive* a_;
   archive_entry* entry_ = nullptr;
   std::vector<uint8_t> raw_;
-  bool prefixDone_ = false, failed_ = false;
+  const uint8_t* block_ = nullptr;
+  size_t left_ = 0;
+  bool prefixDone_ = false, failed_ = false, ended_ = false;
   std::string error_;
 };
 
