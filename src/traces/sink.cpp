@@ -48,7 +48,12 @@ void TraceSink::emit(Stream which, const char* buf, size_t n) {
 }
 
 void TraceSink::put(Stream which, const char* buf, size_t n) {
-  std::lock_guard<std::mutex> lk(m_);
+  std::unique_lock<std::mutex> lk(m_);
+  if (!direct_ && !spool_) {
+    spool_ = tmpfile();
+    // Nowhere to spool: the run waits until the traces before it are out.
+    if (!spool_) turn_.wait(lk, [&] { return direct_; });
+  }
   if (direct_) {
     emit(which, buf, n);
     return;
@@ -56,46 +61,28 @@ void TraceSink::put(Stream which, const char* buf, size_t n) {
   uint8_t head[5] = {static_cast<uint8_t>(which)};
   auto len = static_cast<uint32_t>(n);
   memcpy(head + 1, &len, 4);
-  if (!spool_ && memory_.empty()) spool_ = tmpfile();
-  if (spool_) {
-    fwrite(head, 1, 5, spool_);
-    fwrite(buf, 1, n, spool_);
-  } else {
-    memory_.append(reinterpret_cast<const char*>(head), 5);
-    memory_.append(buf, n);
-  }
+  fwrite(head, 1, 5, spool_);
+  fwrite(buf, 1, n, spool_);
 }
 
 void TraceSink::goDirect() {
   std::lock_guard<std::mutex> lk(m_);
   if (direct_) return;
   direct_ = true;
+  turn_.notify_all();
+  if (!spool_) return;
+  rewind(spool_);
   std::vector<char> chunk;
-  auto replay = [&](auto&& readBytes) {
-    uint8_t head[5];
-    while (readBytes(head, 5)) {
-      uint32_t len;
-      memcpy(&len, head + 1, 4);
-      chunk.resize(len);
-      if (len && !readBytes(chunk.data(), len)) break;
-      emit(static_cast<Stream>(head[0]), chunk.data(), len);
-    }
-  };
-  if (spool_) {
-    rewind(spool_);
-    replay([&](void* dst, size_t n) { return fread(dst, 1, n, spool_) == n; });
-    fclose(spool_);
-    spool_ = nullptr;
-  } else {
-    size_t at = 0;
-    replay([&](void* dst, size_t n) {
-      if (memory_.size() - at < n) return false;
-      memcpy(dst, memory_.data() + at, n);
-      at += n;
-      return true;
-    });
-    memory_.clear();
+  uint8_t head[5];
+  while (fread(head, 1, 5, spool_) == 5) {
+    uint32_t len;
+    memcpy(&len, head + 1, 4);
+    chunk.resize(len);
+    if (len && fread(chunk.data(), 1, len, spool_) != len) break;
+    emit(static_cast<Stream>(head[0]), chunk.data(), len);
   }
+  fclose(spool_);
+  spool_ = nullptr;
 }
 
 }  // namespace wp

@@ -6,9 +6,9 @@
 
 #include <sys/types.h>
 
+#include <condition_variable>
 #include <cstdio>
 #include <mutex>
-#include <string>
 
 namespace wp {
 
@@ -43,9 +43,9 @@ class TraceSink {
   FILE* streams_[3] = {nullptr, nullptr, nullptr};
   bool listingOwned_ = false;  // handed to an Output, which closes it
   std::mutex m_;
+  std::condition_variable turn_;  // without a temporary file, wait for the turn
   bool direct_ = false;
   FILE* spool_ = nullptr;
-  std::string memory_;  // the spool when no temporary file could be made
 };
 
 }  // namespace wp
