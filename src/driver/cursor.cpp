@@ -99,6 +99,44 @@ void Cursor::getBytes(int32_t n, uint8_t* dst) {
   }
 }
 
+int32_t Cursor::gather(int32_t n, std::string& dst, std::vector<int32_t>* starts) {
+  dst.clear();
+  int32_t lastPart = 0;
+  while (n > 0) {
+    if (left <= 0) {
+      nextPacket();
+      lastPart = 0;
+      continue;
+    }
+    if (starts && lastPart == 0) starts->push_back(static_cast<int32_t>(dst.size()));
+    int32_t k = std::min(n, left);
+    // Only the packet's own bytes; the text grows as they arrive, so a wild
+    // length allocates no more than the trace holds.
+    int32_t end = std::min(static_cast<int32_t>(run.rd.packet.size()), run.rd.packetlen);
+    int32_t real = pos < 0 ? 0 : std::clamp(end - pos, 0, k);
+    dst.append(reinterpret_cast<const char*>(run.rd.packet.data()) + (real ? pos : 0),
+               static_cast<size_t>(real));
+    dst.append(static_cast<size_t>(k - real), '\0');
+    advance(k);
+    n -= k;
+    lastPart += k;
+  }
+  return lastPart;
+}
+
+void Cursor::unread(const uint8_t* bytes, int32_t n) {
+  if (n <= 0) return;
+  auto& p = run.rd.packet;
+  int32_t rest = std::max(left, 0);
+  std::vector<uint8_t> buf(std::max(p.size(), static_cast<size_t>(n) + static_cast<size_t>(rest)));
+  memcpy(buf.data(), bytes, static_cast<size_t>(n));
+  if (rest > 0) memcpy(buf.data() + n, p.data() + pos, static_cast<size_t>(rest));
+  p.swap(buf);
+  run.rd.packetlen = n + rest;
+  pos = 0;
+  left = n + rest;
+}
+
 int32_t Cursor::skipField(int32_t n) {
   int32_t last = n;
   while (n > 0) {

@@ -4,6 +4,8 @@
 #pragma once
 
 #include <cstdint>
+#include <string>
+#include <vector>
 
 namespace wp {
 
@@ -45,9 +47,15 @@ class Cursor {
     if (n > 0 && (n & 1)) skip(1);
   }
   // skipField, then the pad byte when that last part is odd.
-  void skipPadded(int32_t n) {
-    if (skipField(n) & 1) skip(1);
-  }
+  void skipPadded(int32_t n) { padAfter(skipField(n)); }
+
+  // Gathers n bytes into dst from the packets that hold them, passing over
+  // empty ones, and returns how many lay in the last packet. `starts`, when
+  // given, receives the offset in dst at which each packet's part begins.
+  int32_t gather(int32_t n, std::string& dst, std::vector<int32_t>* starts = nullptr);
+  // Puts n bytes back in front of the position, the rest of the packet after
+  // them, as a refill that carried them would have.
+  void unread(const uint8_t* bytes, int32_t n);
 
   // The next packet with nothing carried (the bytes left are dropped).
   void nextPacket();

@@ -18,21 +18,7 @@ std::string bytesHere(const Cursor& cur, int32_t n) {
 }
 
 int32_t gatherText(Cursor& cur, int32_t n, std::string& dst) {
-  dst.clear();
-  int32_t lastPart = 0;
-  while (n > 0) {
-    if (cur.left <= 0) {
-      cur.nextPacket();
-      lastPart = 0;
-      continue;
-    }
-    int32_t k = std::min(n, cur.left);
-    dst += bytesHere(cur, k);
-    cur.advance(k);
-    n -= k;
-    lastPart += k;
-  }
-  return lastPart;
+  return cur.gather(n, dst);
 }
 
 void skipPadAfter(Cursor& cur, int32_t lastPart) {

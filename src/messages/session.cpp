@@ -65,7 +65,7 @@ void infoEnv(Run& run, Cursor& cur) {
   for (int16_t n = cur.i16(); n > 0; n = cur.i16()) {
     gatherText(cur, n, text);
     if (shown(run)) run.out.printf("\t\t\t\"%*.*s\"=", n, n, text.c_str());
-    if (n & 1) cur.skip(1);
+    cur.padAfter(n);
     int16_t v = cur.i16();
     gatherText(cur, v, text);
     const char* value = text.c_str();
@@ -78,7 +78,7 @@ void infoEnv(Run& run, Cursor& cur) {
       }
     }
     if (shown(run)) run.out.printf("\"%*.*s\"\n", len, len, value);
-    if (v & 1) cur.skip(1);
+    cur.padAfter(v);
   }
 }
 
@@ -106,10 +106,25 @@ void readStream(Run& run, Cursor& cur, int16_t n, CapVector& into) {
 
 // ------------------------------------------------------------------ PAM
 
-// The challenge text is NUL-terminated in the packet; only bytes really in
-// the packet buffer are looked at.
-std::string cText(const Cursor& cur) {
-  return std::string(bytesHere(cur, INT32_MAX).c_str());
+// The challenge text up to its NUL, gathered from the packets that hold it;
+// only the packets' own bytes are looked at. The position ends after the NUL.
+std::string cText(Cursor& cur) {
+  std::string text;
+  for (;;) {
+    if (cur.left <= 0) {
+      cur.nextPacket();
+      continue;
+    }
+    std::string here = bytesHere(cur, cur.left);
+    size_t nul = here.find('\0');
+    if (nul != std::string::npos) {
+      text.append(here, 0, nul);
+      cur.advance(static_cast<int32_t>(nul) + 1);
+      return text;
+    }
+    text += here;
+    cur.advance(cur.left);
+  }
 }
 
 }  // namespace
@@ -223,7 +238,6 @@ void decodeChallenge(Run& run, Cursor& cur) {
   cur.advance(2);
   cur.need(2);
   cur.advance(2);
-  std::string text = cText(cur);
   static const struct {
     const char* kind;
     const char* label;
@@ -233,10 +247,12 @@ void decodeChallenge(Run& run, Cursor& cur) {
       {"ERROR_MSG", "Error Msg"},
       {"TEXT_INFO", "Text Info"},
   };
-  if (shown(run) && kind >= 1 && kind <= 4) {
-    run.out.printf("\t\tMessage Type: %s\n", kKinds[kind - 1].kind);
-    run.out.printf("\t\t%s: %s\n", kKinds[kind - 1].label, text.c_str());
-  }
+  bool known = shown(run) && kind >= 1 && kind <= 4;
+  if (known) run.out.printf("\t\tMessage Type: %s\n", kKinds[kind - 1].kind);
+  run.out.flush();
+  // Read also when nothing is shown, so that decoding resumes after it.
+  std::string text = cText(cur);
+  if (known) run.out.printf("\t\t%s: %s\n", kKinds[kind - 1].label, text.c_str());
   cur.drop();
   if (shown(run)) run.out.printf("\tSQ_EOT\n");
 }

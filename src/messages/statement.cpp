@@ -89,20 +89,17 @@ int32_t putDataSize(int32_t rowSize, int32_t rows) {
 }
 
 // After an error -937 or 0: the SQLSTATE and the MI error message. The text
-// prints from the bytes of the current packet, padded to its length like
-// "%*.*s"; then its bytes are skipped.
+// is gathered from the packets that hold it and printed like "%*.*s" (a
+// negative length has no text: blanks to the width); its pad byte goes by
+// its part in the last packet.
 void miError(Run& run, Cursor& cur, bool signedLength) {
   printstring(cur, 5, "\t\tSQLSTATE...........:", 1);
   int32_t len = signedLength ? cur.i16() : cur.u16();
-  if (!run.opt.min) {
-    int32_t have = std::max(cur.left, 0);
-    if (len >= 0) have = std::min(have, len);
-    const char* p = reinterpret_cast<const char*>(cur.ptr());
-    std::string text(p, std::find(p, p + have, '\0'));
-    run.out.printf("\t\tMI error message...: ");
-    run.out.printf("\"%*.*s\" [%d]\n", len, len, text.c_str(), len);
-  }
-  cur.skipPadded(len);
+  if (!run.opt.min) run.out.printf("\t\tMI error message...: ");
+  std::string text;
+  int32_t lastPart = cur.gather(len, text);
+  if (!run.opt.min) run.out.printf("\"%*.*s\" [%d]\n", len, len, text.c_str(), len);
+  cur.padAfter(lastPart);
 }
 
 bool carriesSqlstate(int16_t sqlerr) {

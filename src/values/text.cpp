@@ -8,6 +8,7 @@
 #include <cwchar>
 #include <cwctype>
 #include <string>
+#include <vector>
 
 #include "driver/cursor.h"
 #include "driver/run.h"
@@ -25,17 +26,7 @@ const char kEquals[] =
 void printstring(Cursor& cur, int32_t len, const char* label, int force) {
   Run& run = cur.run;
   std::string& text = run.textbuf;
-  text.clear();
-  // The text grows as its bytes arrive, so a wild length cannot allocate
-  // beyond what the trace holds.
-  for (int32_t want = len; want > 0;) {
-    if (cur.left <= 0) cur.nextPacket();
-    if (cur.left <= 0) continue;
-    int32_t k = want < cur.left ? want : cur.left;
-    text.append(reinterpret_cast<const char*>(cur.ptr()), static_cast<size_t>(k));
-    cur.advance(k);
-    want -= k;
-  }
+  cur.gather(len, text);
   const char* shown = text.c_str();
   int32_t shownLen = len;
   if (convertsRead(run)) {
@@ -126,7 +117,7 @@ void hexdump(Cursor& cur, int32_t n) {
   out.put('\n');
   out.write(kEquals, sizeof kEquals - 1);
   out.flush();
-  if (n & 1) cur.advance(1);
+  if (n > 0 && (n & 1)) cur.advance(1);
 }
 
 namespace {
@@ -170,12 +161,12 @@ void printPrintable(Output& out, const char* v, int32_t n) {
 void printchar(Cursor& cur, int32_t len) {
   Run& run = cur.run;
   if (cur.left <= 0) cur.nextPacket();
-  // The value is printed from the current packet alone: bytes beyond its end
-  // are not there to print, though the position still moves past them.
-  int32_t inPacket = cur.pos >= 0 ? run.rd.packetlen - cur.pos : 0;
-  int32_t have = len < inPacket ? len : inPacket;
-  if (have < 0) have = 0;
-  const char* value = reinterpret_cast<const char*>(cur.ptr());
+  // The value whole, from the packets that hold it.
+  std::string& wire = run.textbuf;
+  std::vector<int32_t> starts;
+  int32_t lastPart = cur.gather(len, wire, &starts);
+  const char* value = wire.c_str();
+  auto have = static_cast<int32_t>(wire.size());
   int32_t shownLen = len;
   if (have > 0 && convertsRead(run)) {
     int32_t n = docsc(run, value, have);
@@ -189,22 +180,40 @@ void printchar(Cursor& cur, int32_t len) {
     printPrintable(run.out, value, have);
     count = len;
   } else {
-    std::string& text = run.textbuf;
-    text.assign(value, static_cast<size_t>(have));
-    run.out.printf("\"%s\" [%hd]\n", text.c_str(), static_cast<int16_t>(shownLen));
+    run.out.printf("\"%s\" [%hd]\n", value, static_cast<int16_t>(shownLen));
     count = shownLen;  // a converted text moves the position by its own length
   }
   run.out.flush();
-  // A negative length moves nothing: going back could decode the same bytes
-  // for ever.
-  int32_t rest = count > 0 ? count : 0;
-  while (rest > 0 && rest > cur.left) {
-    rest -= cur.left > 0 ? cur.left : 0;
-    cur.nextPacket();
+  // The position moves by the count from the value's start; a negative one
+  // moves nothing. Only the part of the count in its last packet decides the
+  // pad byte.
+  auto moved = static_cast<int32_t>(wire.size());
+  int32_t target = count > 0 ? count : 0;
+  if (target > moved) {
+    int32_t extra = target - moved;
+    if (extra <= cur.left) {
+      cur.advance(extra);
+      lastPart += extra;
+    } else {
+      lastPart = cur.skipField(extra);
+    }
+  } else if (target < moved) {
+    int32_t back = moved - target;
+    if (back < lastPart) {
+      cur.advance(-back);
+      lastPart -= back;
+    } else {
+      // The count ends in an earlier packet: the value's bytes after it are
+      // read again, in front of the rest of this packet.
+      cur.advance(-lastPart);
+      int32_t from = 0;
+      for (int32_t s : starts)
+        if (s < target) from = s;
+      cur.unread(reinterpret_cast<const uint8_t*>(wire.data()) + target, moved - lastPart - target);
+      lastPart = target - from;
+    }
   }
-  cur.advance(rest);
-  // Only the part in the last packet decides the pad byte.
-  if (rest & 1) cur.skip(1);
+  cur.padAfter(lastPart);
 }
 
 }  // namespace wp

@@ -80,7 +80,7 @@ std::string fixedForm(bool neg, const DecimalDigits& v) {
   size_t lead = v.whole.find_first_not_of('0');
   std::string text = neg ? "-" : "";
   text += lead == std::string::npos ? "0" : v.whole.substr(lead);
-  if (!v.frac.empty()) text += "." + v.frac;
+  if (!v.frac.empty()) text.append(".").append(v.frac);
   return text;
 }
 
@@ -92,7 +92,7 @@ std::string scientificForm(bool neg, const DecimalDigits& v) {
   long exp10 = static_cast<long>(v.whole.size()) - 1 - static_cast<long>(lead);
   std::string text = neg ? "-" : "";
   text += all[lead];
-  if (last > lead) text += "." + all.substr(lead + 1, last - lead);
+  if (last > lead) text.append(".").append(all, lead + 1, last - lead);
   char e[24];
   snprintf(e, sizeof e, "e%c%02ld", exp10 < 0 ? '-' : '+', exp10 < 0 ? -exp10 : exp10);
   return text + e;

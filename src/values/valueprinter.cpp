@@ -87,8 +87,7 @@ void printBool(Cursor& cur) {
   if (n > 0) cur.need(1);
   int8_t first = cur.left > 0 ? static_cast<int8_t>(*cur.ptr()) : 0;
   cur.run.out.printf("%x\n", static_cast<unsigned>(first));
-  // Here the pad byte is skipped only when the packet still holds it.
-  if ((cur.skipField(n) & 1) && cur.left > 0) cur.advance(1);
+  cur.padAfter(cur.skipField(n));
 }
 
 // The data of a value that is not NULL, after its "Data" label. Returns false

@@ -56,7 +56,8 @@ TEST(Readme, ExcerptsAppearInTheirExampleListings) {
             5u);  // the tour quotes the query, an error, the summary and statistics
   for (const Excerpt& e : excerpts) {
     ASSERT_TRUE(std::filesystem::exists(root / e.source)) << e.source;
-    std::string listing = "\n" + listingOf(slurp(root / e.source));
+    std::string listing = "\n";
+    listing += listingOf(slurp(root / e.source));
     ASSERT_GT(listing.size(), 1u) << e.source << " has no listing";
     // Whole lines: the excerpt starts at a line's beginning.
     EXPECT_NE(listing.find("\n" + e.text), std::string::npos)

@@ -616,7 +616,9 @@ class Generator {
 
   void curname(Stream& s, const Thread& th, int stmt) {
     s.msg(SQ_CURNAME);
-    s.str16("c" + std::to_string(th.index) + "_" + std::to_string(stmt));
+    std::string name = "c";
+    name.append(std::to_string(th.index)).append("_").append(std::to_string(stmt));
+    s.str16(name);
     s.end();
   }
 
