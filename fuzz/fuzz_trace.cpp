@@ -13,13 +13,22 @@
 // beyond a fixed multiple of the trace's size, or its listing beyond a fixed
 // multiple of the bytes handed to the decoders: both mean a count from the
 // trace drove work that no input bytes paid for.
+//
+// The input's size picks the analysis outputs (size mod 4: none, -report,
+// -db, both), written to a temporary directory and checked afterwards: the
+// page is whole and the database passes SQLite's integrity check, and both
+// give the collector's counts of packets, damaged packets and round trips.
 #include <sanitizer/allocator_interface.h>
+#include <sqlite3.h>
+#include <unistd.h>
 
 #include <cstdint>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
+#include <fstream>
 #include <memory>
+#include <sstream>
 #include <string>
 #include <vector>
 
@@ -89,11 +98,59 @@ const char* lookup(const char* name) {
   return nullptr;
 }
 
+std::string outDir;
+
+[[noreturn]] void finding(const std::string& what) {
+  fprintf(stderr, "%s\n", what.c_str());
+  abort();
+}
+
+void checkReport(const std::string& path, const wp::analysis::Collector& c) {
+  std::ifstream f(path);
+  std::stringstream ss;
+  ss << f.rdbuf();
+  std::string page = ss.str();
+  if (page.rfind("<!DOCTYPE html>", 0) != 0 || page.size() < 8 ||
+      page.compare(page.size() - 8, 8, "</html>\n") != 0)
+    finding("report page incomplete");
+  std::string damaged = "<dt>damaged packets</dt><dd>" + std::to_string(c.damagedPackets) + "</dd>";
+  if (page.find(damaged) == std::string::npos) finding("report does not say " + damaged);
+}
+
+void checkDatabase(const std::string& path, const wp::analysis::Collector& c) {
+  sqlite3* db = nullptr;
+  if (sqlite3_open_v2(path.c_str(), &db, SQLITE_OPEN_READONLY, nullptr) != SQLITE_OK)
+    finding("database does not open");
+  std::string got;
+  auto query = [&](const char* sql) {
+    sqlite3_stmt* s = nullptr;
+    got.clear();
+    if (sqlite3_prepare_v2(db, sql, -1, &s, nullptr) == SQLITE_OK && sqlite3_step(s) == SQLITE_ROW)
+      for (int i = 0; i < sqlite3_column_count(s); ++i) {
+        auto t = sqlite3_column_text(s, i);
+        got += (i ? "|" : "") + std::string(t ? reinterpret_cast<const char*>(t) : "-");
+      }
+    sqlite3_finalize(s);
+    return got;
+  };
+  if (query("PRAGMA integrity_check") != "ok") finding("database integrity: " + got);
+  std::string want = std::to_string(c.packets[0] + c.packets[1]) + "|" +
+                     std::to_string(c.damagedPackets) + "|" + std::to_string(c.trips);
+  for (const char* sql : {"SELECT packets, damaged_packets, round_trips FROM trace",
+                          "SELECT (SELECT count(*) FROM packets), (SELECT damaged_packets FROM "
+                          "trace), (SELECT count(*) FROM round_trips)"})
+    if (query(sql) != want) finding(std::string(sql) + ": " + got + ", not " + want);
+  sqlite3_close(db);
+}
+
 }  // namespace
 
 extern "C" int LLVMFuzzerInitialize(int*, char***) {
   __sanitizer_install_malloc_and_free_hooks(onMalloc, onFree);
   setenv("LC_ALL", "C.UTF-8", 1);
+  char dir[] = "/tmp/wireprint-fuzz-XXXXXX";
+  if (!mkdtemp(dir)) abort();
+  outDir = dir;
   return 0;
 }
 
@@ -107,6 +164,10 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
   if (kind != wp::Compression::None) return 0;
 #endif
   std::vector<std::string> args = optionsFrom(data[0], data[1]);
+  const std::string report = outDir + "/report.html", db = outDir + "/trace.sqlite";
+  bool withReport = size & 1, withDb = size & 2;
+  if (withReport) args.insert(args.end() - 1, {"-report", report});
+  if (withDb) args.insert(args.end() - 1, {"-db", db});
   traceCodeset = data[1] & 0x80 ? "SHIFT_JIS" : nullptr;
   debugLevel = (data[1] & 0xc0) == 0xc0 ? "1" : nullptr;
   std::vector<char*> argv;
@@ -117,6 +178,10 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
   run->rd.file.openMemory(data + 2, size - 2);
   wp::runMain(*run, static_cast<int>(argv.size()), argv.data(), lookup);
   heap.on = false;
+  if (run->an) {
+    if (withReport) checkReport(report, *run->an);
+    if (withDb) checkDatabase(db, *run->an);
+  }
   int64_t listed = static_cast<int64_t>(run->out.bytesWritten());
   int64_t served = run->rd.served + static_cast<int64_t>(size);
   if (getenv("WIREPRINT_FUZZ_SIZES"))

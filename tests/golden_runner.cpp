@@ -12,8 +12,10 @@
 //   --- stdout                      expected bytes, line by line
 //   --- stderr
 //   --- outfile                     what the run wrote to $OUT
+//   --- old_outfile                 what $OUT holds before the run
 //   --- status                      the exit status (0 when absent)
 //
+// Every case also checks that the run left its trace file as it was.
 // Record addresses in debug lines on standard error are compared as <addr>.
 // A section header may end in "noeol" when its text has no final newline.
 // golden_runner WIREPRINT [--update] FILE...; --update rewrites the expected
@@ -190,6 +192,7 @@ int runCase(const std::string& bin, const std::string& path, bool update) {
   std::string dir = mkdtemp(tmpl);
   std::map<std::string, std::string> vars{
       {"$TRACE", dir + "/trace"}, {"$OUT", dir + "/out"}, {"$DIR", dir}};
+  std::string trace;
   // $TRACE2 reads as $TRACE followed by "2": its file is trace2.
   for (const char* name : {"trace", "trace2"}) {
     const Section* t = c.find(name);
@@ -199,9 +202,12 @@ int runCase(const std::string& bin, const std::string& path, bool update) {
       std::cerr << path << ": " << name << " " << r.error << "\n";
       return 1;
     }
-    std::ofstream(dir + "/" + name, std::ios::binary)
-        .write(reinterpret_cast<const char*>(r.bytes.data()), r.bytes.size());
+    std::string bytes(r.bytes.begin(), r.bytes.end());
+    if (std::string(name) == "trace") trace = bytes;
+    std::ofstream(dir + "/" + name, std::ios::binary) << bytes;
   }
+  if (const Section* o = c.find("old_outfile"))
+    std::ofstream(dir + "/out", std::ios::binary) << o->text;
   if (!c.setup.empty()) {
     std::string cmd = "cd '" + dir + "' && " + subst(c.setup, vars);
     if (system(cmd.c_str()) != 0) {
@@ -221,6 +227,7 @@ int runCase(const std::string& bin, const std::string& path, bool update) {
   std::string input = c.input.empty() ? "" : words(subst(c.input, vars)).at(0);
   Outcome got = runBinary(bin, words(subst(c.args, vars)), env, dir, input);
   std::string outfile = slurp(dir + "/out");
+  bool traceKept = !c.find("trace") || slurp(dir + "/trace") == trace;
   // Paths of the temporary directory print as $DIR, so listings stay stable.
   auto unsub = [&](std::string s) {
     for (size_t at; (at = s.find(dir)) != std::string::npos;) s.replace(at, dir.size(), "$DIR");
@@ -243,6 +250,7 @@ int runCase(const std::string& bin, const std::string& path, bool update) {
     for (auto& l : c.preamble) o << l << "\n";
     if (const Section* t = c.find("trace")) o << "--- trace\n" << t->text;
     if (const Section* t = c.find("trace2")) o << "--- trace2\n" << t->text;
+    if (const Section* t = c.find("old_outfile")) writeSection(o, "old_outfile", t->text);
     writeSection(o, "stdout", got.out);
     if (!got.err.empty()) writeSection(o, "stderr", got.err);
     if (c.find("outfile") || !outfile.empty()) writeSection(o, "outfile", outfile);
@@ -254,6 +262,7 @@ int runCase(const std::string& bin, const std::string& path, bool update) {
   if (got.err != expect("stderr")) showDiff("stderr", expect("stderr"), got.err), ok = false;
   if (c.find("outfile") && outfile != expect("outfile"))
     showDiff("outfile", expect("outfile"), outfile), ok = false;
+  if (!traceKept) std::cerr << "  the trace file was changed\n", ok = false;
   if (got.status != status) {
     std::cerr << "  status: expected " << status << ", actual " << got.status << "\n";
     ok = false;

@@ -13,10 +13,15 @@ tool_packages=(
   cmake
   g++
   libarchive-dev
+  libsqlite3-dev
   make
+  pkg-config
 )
+# chromium opens the HTML report (tests/report/browser_test.sh), with a font.
 test_packages=(
   bzip2
+  chromium
+  fonts-dejavu-core
   groff-base
   gzip
   libbenchmark-dev

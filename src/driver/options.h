@@ -27,6 +27,8 @@ struct Options {
   int32_t g_idbg = 0;           // WIREPRINTDBG=1
   std::string progname;
   std::string inpfile;  // the trace being read
+  std::string report;   // -report FILE: HTML report of round trips
+  std::string db;       // -db FILE: SQLite database of the trace
 
   // Where traces come from and which packets count.
   std::vector<std::string> inputs;  // the traces in argument order; "-" standard input

@@ -4,6 +4,7 @@
 #include <cstdlib>
 #include <cstring>
 
+#include "analysis/outputs.h"
 #include "input/interrupt.h"
 #include "messages/dispatch.h"
 #include "traces/traces.h"
@@ -38,6 +39,7 @@ int startUp(Run& run, int argc, char** argv, EnvLookup env) {
 
   int status = parseArgs(argc, argv, opt, run.out);
   if (status >= 0) return status;
+  if ((status = analysis::startOutputs(run, argc, argv)) >= 0) return status;
 
   if (!opt.timestamp && opt.cmd_time) {
     run.out.out("-notimestamp is set, so -cmd_time will be ignored\n");
@@ -66,13 +68,27 @@ int startUp(Run& run, int argc, char** argv, EnvLookup env) {
   run.timing.sc_stats.reset();
 
   if (opt.follow) run.rd.file.follow(catchInterrupt());
-  if (opt.inputs.size() > 1) return -1;  // each trace is opened by its own run
+  if (opt.inputs.size() > 1) {
+    // The report and the database are written by the run of one trace.
+    if (run.an) {
+      run.out.err("%s: -report and -db take a single trace\n", opt.progname.c_str());
+      return 1;
+    }
+    run.out.startListing();
+    return -1;  // each trace is opened by its own run
+  }
   // Tests and the fuzzer hand the trace over in memory.
   run.rd.file.decompressAhead(true);
   if (!run.rd.file.isOpen() && !run.rd.file.open(opt.inpfile)) {
     run.out.perror(opt.inpfile.c_str());
     return 1;
   }
+  // Writing the listing over the trace would destroy what is being read.
+  if (const char* same = run.out.sameFileAs(run.rd.file.fd())) {
+    run.out.err("%s: Output file is the input file\n", same);
+    return 1;
+  }
+  run.out.startListing();
   return -1;
 }
 
@@ -98,20 +114,31 @@ void endOfRun(Run& run) {
 int runMain(Run& run, int argc, char** argv, EnvLookup env) {
   int status = 0;
   try {
-    status = startUp(run, argc, argv, env);
-    if (status >= 0) {
-      // ended by the arguments
-    } else if (run.opt.inputs.size() > 1) {
-      status = runTraces(run, env);
-    } else {
-      if (readHeader(run)) readPackets(run);
-      endOfRun(run);
-      status = 0;
+    try {
+      status = startUp(run, argc, argv, env);
+      if (status >= 0) {
+        // ended by the arguments
+      } else if (run.opt.inputs.size() > 1) {
+        status = runTraces(run, env);
+      } else {
+        if (readHeader(run)) readPackets(run);
+        endOfRun(run);
+        status = 0;
+      }
+    } catch (const Exit& e) {
+      status = e.status;
     }
-  } catch (const Exit& e) {
-    status = e.status;
+    // Also after a damaged trace cut the run short.
+    if (run.an && !analysis::writeOutputs(run) && status == 0) status = 1;
+    run.out.finish();
+  } catch (const WriteError&) {
   }
-  run.out.sync();
+  // A listing that did not reach its destination fails the run, whatever
+  // else happened.
+  if (run.out.writeError()) {
+    run.out.reportWriteError(run.opt.progname.empty() ? "wireprint" : run.opt.progname.c_str());
+    return 2;
+  }
   return status;
 }
 

@@ -3,8 +3,10 @@
 #pragma once
 
 #include <cstdint>
+#include <memory>
 #include <string>
 
+#include "analysis/collector.h"
 #include "driver/options.h"
 #include "driver/output.h"
 #include "driver/reader.h"
@@ -45,6 +47,9 @@ struct Run {
   Codeset cs;
   FilterState filt;
   std::string textbuf;  // printstring's text, grown as needed
+  // Round trips for -report and -db; null without them, so the hooks cost a
+  // test of a pointer.
+  std::unique_ptr<analysis::Collector> an;
 
   [[noreturn]] void exit(int status) { throw Exit{status}; }
   // A debug line on standard error, only with WIREPRINTDBG=1.

@@ -27,6 +27,8 @@ class TraceFile {
   const volatile std::sig_atomic_t* followFlag() const { return stop_; }
   // Decompress on a thread of its own (the whole program; not the fuzzer).
   void decompressAhead(bool on) { ahead_ = on; }
+  // The descriptor of an opened path, -1 for memory.
+  int fd() const { return fd_; }
 
   // Copies up to n bytes to dst (which may be null to skip them); returns the
   // count read. A short count means end of file or, with error() set, a read

@@ -44,6 +44,7 @@ void printpacketFrom(Run& run, int32_t start) {
       if (cur.left == 0) cur.nextPacket();
       int16_t type = cur.getShort();
       dec.msgtype = type;
+      if (run.an) run.an->message(type, cur.pos - 2);
       if (run.opt.g_idbg) {
         run.dbg("printpacket: ");
         run.dbg("msgtyp = %3d/%-12s  ", type, sqmsgname(type));
@@ -54,6 +55,7 @@ void printpacketFrom(Run& run, int32_t start) {
       auto utype = static_cast<uint16_t>(type);
       Decoder decode = utype < kNumTypes ? kMessages[utype].decode : nullptr;
       if (!decode) {
+        if (run.an) run.an->damaged();
         cur.drop();
         run.out.printf(
             "\nERROR: Invalid msg type: %hd (0x%x).  Reset Message to skip forward to next "
@@ -67,6 +69,7 @@ void printpacketFrom(Run& run, int32_t start) {
     } while (cur.left >= 1);
   }
   if (cur.left < 0) run.out.printf("\nERROR: Read too far.\n");
+  if (cur.left < 0 && run.an) run.an->damaged();
   run.out.flush();
 }
 

@@ -74,19 +74,21 @@ size_t dumpOffset(char* o, uint32_t i) {
 
 }  // namespace
 
-void hexdump(Cursor& cur, int32_t n) {
+int32_t hexdump(Cursor& cur, int32_t n) {
   Output& out = cur.run.out;
   static const char kHex[] = "0123456789abcdef";
   out.write(kEquals, sizeof kEquals - 1);
   out.write("HEX DUMP:\n", 10);
   uint8_t line[16];  // bytes of the line being printed (its packet may be gone)
   int col = 0;       // bytes on the current line
+  int32_t lastPart = 0;
   for (int32_t i = 0; i < n;) {
     if (cur.left <= 0) {
       hexascii(out, col, line);
       out.put('\n');
       while (cur.left <= 0) cur.nextPacket();
       col = 0;
+      lastPart = 0;
     }
     // The bytes of this line that lie in this packet, formatted in one go.
     int32_t k = std::min({16 - col, cur.left, n - i});
@@ -107,6 +109,7 @@ void hexdump(Cursor& cur, int32_t n) {
     cur.advance(k);
     i += k;
     col += k;
+    lastPart += k;
     if (col == 16) {
       hexascii(out, 16, line);
       out.put('\n');
@@ -117,7 +120,7 @@ void hexdump(Cursor& cur, int32_t n) {
   out.put('\n');
   out.write(kEquals, sizeof kEquals - 1);
   out.flush();
-  if (n > 0 && (n & 1)) cur.advance(1);
+  return lastPart;
 }
 
 namespace {
@@ -163,8 +166,10 @@ void printchar(Cursor& cur, int32_t len) {
   if (cur.left <= 0) cur.nextPacket();
   // The value whole, from the packets that hold it.
   std::string& wire = run.textbuf;
+  // Where each packet's part begins matters only when a conversion can make
+  // the count differ from the wire length.
   std::vector<int32_t> starts;
-  int32_t lastPart = cur.gather(len, wire, &starts);
+  int32_t lastPart = cur.gather(len, wire, convertsRead(run) ? &starts : nullptr);
   const char* value = wire.c_str();
   auto have = static_cast<int32_t>(wire.size());
   int32_t shownLen = len;

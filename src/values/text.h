@@ -15,8 +15,10 @@ class Output;
 void printstring(Cursor& cur, int32_t len, const char* label, int force);
 // A character value of len bytes; the caller printed its label.
 void printchar(Cursor& cur, int32_t len);
-// A framed hex and character dump of the next n bytes.
-void hexdump(Cursor& cur, int32_t n);
+// A framed hex and character dump of the next n bytes. Returns how many of
+// them lay in the last packet; the caller skips the pad byte, if any, by the
+// same rule as the skip the dump stands for.
+int32_t hexdump(Cursor& cur, int32_t n);
 // The character column of a dump line: the count bytes at `bytes`.
 void hexascii(Output& out, int count, const uint8_t* bytes);
 
