@@ -39,6 +39,11 @@ int startUp(Run& run, int argc, char** argv, EnvLookup env) {
 
   int status = parseArgs(argc, argv, opt, run.out);
   if (status >= 0) return status;
+  // The report and the database are written by the run of one trace.
+  if (opt.inputs.size() > 1 && (!opt.report.empty() || !opt.db.empty())) {
+    run.out.err("%s: -report and -db take a single trace\n", opt.progname.c_str());
+    return 1;
+  }
   if ((status = analysis::startOutputs(run, argc, argv)) >= 0) return status;
 
   if (!opt.timestamp && opt.cmd_time) {
@@ -69,11 +74,6 @@ int startUp(Run& run, int argc, char** argv, EnvLookup env) {
 
   if (opt.follow) run.rd.file.follow(catchInterrupt());
   if (opt.inputs.size() > 1) {
-    // The report and the database are written by the run of one trace.
-    if (run.an) {
-      run.out.err("%s: -report and -db take a single trace\n", opt.progname.c_str());
-      return 1;
-    }
     run.out.startListing();
     return -1;  // each trace is opened by its own run
   }
