@@ -36,16 +36,18 @@ bool timeWanted(const FilterSettings& f, double t) {
 bool decide(Run& run) {
   FilterState& st = run.filt;
   const FilterSettings& f = run.opt.filter;
-  const uint8_t* p;
-  size_t n = run.rd.file.peek(&p, kLookAhead);
+  // Looks no further than the records need: following a growing file, a
+  // look-ahead waits for its bytes.
+  const uint8_t* p = nullptr;
+  auto have = [&](size_t k) { return k <= kLookAhead && run.rd.file.peek(&p, k) >= k; };
   int32_t index = run.thr.cur->index;
   const std::string* address = &st.address[index];
   st.hasNamed = false;
   size_t at = 0;
-  while (at + 2 <= n) {
+  while (have(at + 2)) {
     char a = static_cast<char>(p[at]), b = static_cast<char>(p[at + 1]);
     if (a == 'M' && b == 'T') {
-      if (at + 10 > n) break;
+      if (!have(at + 10)) break;
       char text[9] = {};
       memcpy(text, p + at + 2, 8);
       index = run.thr.wouldSelect(strtol(text, nullptr, 0));
@@ -56,7 +58,7 @@ bool decide(Run& run) {
       continue;
     }
     if (b == 'F' && (a == 'C' || a == 'S')) return st.in;
-    if (at + 14 > n) break;
+    if (!have(at + 14)) break;
     double t = decodeTime(p + at + 6, run.opt.timestampformat);
     return timeWanted(f, t) && threadWanted(f, index, *address);
   }
