@@ -18,7 +18,12 @@
 #   - counts write system calls, buffered and line-flushed, on a --syscall-size
 #     trace, and checks that standard output and standard error are
 #     byte-identical both ways (also with WIREPRINTDBG=1 on a small trace);
-#   - times -summary -stmt_stat on a trace with --statements distinct statements.
+#   - times -summary -stmt_stat on a trace with --statements distinct statements;
+#   - inputs: the --size trace compressed with zstd and gzip, decoded against
+#     "zstd -dc" and "gzip -dc" alone; four traces of a quarter of --size with
+#     -summary -stmt_stat at -j 1 and -j 2 (outputs compared byte for byte);
+#     -from/-to selecting the last tenth of the --size trace against the full
+#     run.
 # Each timing is the best of --runs runs; a closing table shows the targets,
 # met or not (scaling judged by CPU time; --no-verdicts shows the figures
 # without judging them, for sizes where the targets mean nothing). Traces are
@@ -278,6 +283,57 @@ echo "$(stat -c %s "$st") bytes, $groups statement groups: $T s (cpu $C s), peak
 stmt_time=$T
 
 echo
+echo "== inputs (compressed, several traces, time window), best of $runs"
+# A compressed copy is made once per trace (kept beside it).
+packed() {  # tool suffix
+  local f="$big.$2"
+  if [ ! -f "$f" ] || [ "$f" -ot "$big" ]; then "$1" -c "$big" >"$f"; fi
+  echo "$f"
+}
+declare -A IN
+for z in zstd:zst gzip:gz; do
+  IFS=: read -r tool suffix <<<"$z"
+  if ! command -v "$tool" >/dev/null; then
+    echo "$tool not found: not measured"
+    continue
+  fi
+  f=$(packed "$tool" "$suffix")
+  timeit "$tool" -dc "$f"
+  alone=$T
+  timeit "$wp" "$f"
+  IN[$tool]=$(ratio "$alone" "$T")
+  echo "$tool ($(stat -c %s "$f") bytes): $tool -dc alone $alone s, wireprint $T s (cpu $C s)," \
+    "rate ${IN[$tool]} of the decompressor's"
+done
+q=$(($(bytes_of "$size") / 4))
+quarters=()
+for seed in 11 12 13 14; do quarters+=("$(trace "quarter$seed" "$q" --seed "$seed")"); done
+timeit "$wp" -summary -stmt_stat -j 1 "${quarters[@]}"
+j1=$T
+timeit "$wp" -summary -stmt_stat -j 2 "${quarters[@]}"
+j2=$T
+IN[jobs]=$(ratio "$j1" "$j2")
+echo "four traces of $q bytes, -summary -stmt_stat: -j 1 $j1 s, -j 2 $j2 s, ${IN[jobs]}x"
+"$wp" -summary -stmt_stat -j 1 "${quarters[@]}" >"$dir/out.j1" 2>"$dir/err.j1"
+"$wp" -summary -stmt_stat -j 2 "${quarters[@]}" >"$dir/out.j2" 2>"$dir/err.j2"
+cmp -s "$dir/out.j1" "$dir/out.j2" && cmp -s "$dir/err.j1" "$dir/err.j2" ||
+  { echo "FAIL: -j 1 and -j 2 outputs differ" >&2; exit 1; }
+echo "-j 1 and -j 2: stdout ($(stat -c %s "$dir/out.j1") bytes) and stderr identical"
+# The window: from nine tenths of the way between the first and the last
+# time stamp (the generator's clock runs evenly) to the end.
+span=$(TZ=UTC "$wp" "$big" | awk '/Time: / { t = $(NF - 1) " " $NF; if (!f) f = t } END { print f; print t }' |
+  while read -r d h; do TZ=UTC date -d "$d $h" +%s.%N; done | paste -sd' ')
+from=$(awk -v a="${span% *}" -v b="${span#* }" 'BEGIN { printf "%.6f", a + 0.9 * (b - a) }')
+to=$(awk -v b="${span#* }" 'BEGIN { printf "%.6f", b + 1 }')
+timeit "$wp" -summary -stmt_stat "$big"
+full=$T
+timeit "$wp" -summary -stmt_stat -from "$from" -to "$to" "$big"
+window=$T
+IN[window]=$(ratio "$window" "$full")
+echo "-summary -stmt_stat -from $from -to $to (last tenth): $window s, full run $full s," \
+  "${IN[window]} of its time"
+
+echo
 if [ "$verdicts" = 1 ]; then
   echo "== targets"
 else
@@ -313,8 +369,12 @@ if [ -n "${writes:-}" ]; then
   check "fewer write calls buffered, x" "$writes" "v >= 10" ">= 10"
 fi
 check "-summary -stmt_stat, $statements statements, s" "$stmt_time" "v < 10" "< 10"
+[ -n "${IN[zstd]:-}" ] && check "zstd trace, share of zstd -dc's rate" "${IN[zstd]}" "v >= 0.8" ">= 0.8"
+[ -n "${IN[gzip]:-}" ] && check "gzip trace, share of gzip -dc's rate" "${IN[gzip]}" "v >= 0.8" ">= 0.8"
+check "four traces, -j 2 against -j 1, x" "${IN[jobs]}" "v >= 1.7" ">= 1.7"
+check "last tenth by -from/-to against the full run" "${IN[window]}" "v <= 1" "<= 1"
 
 if [ "$keep" = 0 ]; then
   rm -f "$dir"/out.* "$dir"/err.* "$dir"/dout.* "$dir"/derr.* "$dir"/time.* "$dir"/mem.out \
-    "$dir"/strace.out "$dir"/big.html "$dir"/big.sqlite
+    "$dir"/strace.out "$dir"/big.html "$dir"/big.sqlite "$dir"/out.j1 "$dir"/out.j2 "$dir"/err.j1 "$dir"/err.j2
 fi

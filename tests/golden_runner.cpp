@@ -5,7 +5,10 @@
 //   # comments before the first section
 //   args: -summary $TRACE           ($TRACE, $OUT and $DIR are substituted)
 //   env: WIREPRINTDBG=1             (added to TZ=UTC LC_ALL=C, or replacing them)
+//   setup: gzip -k $TRACE           (a shell command run first, in $DIR)
+//   stdin: $TRACE.gz                (the program's standard input; else /dev/null)
 //   --- trace                       a tracec description
+//   --- trace2                      a second one, written to $TRACE2
 //   --- stdout                      expected bytes, line by line
 //   --- stderr
 //   --- outfile                     what the run wrote to $OUT
@@ -46,7 +49,7 @@ struct Section {
 
 struct Case {
   std::vector<std::string> preamble;  // lines before the first section
-  std::string args, env;
+  std::string args, env, setup, input;
   std::vector<Section> sections;
   const Section* find(const std::string& n) const {
     for (auto& s : sections)
@@ -79,6 +82,8 @@ Case parse(const std::string& text) {
     c.preamble.push_back(line);
     if (line.rfind("args:", 0) == 0) c.args = line.substr(5);
     if (line.rfind("env:", 0) == 0) c.env = line.substr(4);
+    if (line.rfind("setup:", 0) == 0) c.setup = line.substr(6);
+    if (line.rfind("stdin:", 0) == 0) c.input = line.substr(6);
   }
   for (auto& s : c.sections)
     if (s.noeol && !s.text.empty()) s.text.pop_back();
@@ -113,13 +118,14 @@ struct Outcome {
 };
 
 Outcome runBinary(const std::string& bin, const std::vector<std::string>& args,
-                  const std::vector<std::string>& env, const std::string& dir) {
+                  const std::vector<std::string>& env, const std::string& dir,
+                  const std::string& input) {
   std::string outPath = dir + "/stdout", errPath = dir + "/stderr";
   pid_t pid = fork();
   if (pid == 0) {
     int o = open(outPath.c_str(), O_WRONLY | O_CREAT | O_TRUNC, 0644);
     int e = open(errPath.c_str(), O_WRONLY | O_CREAT | O_TRUNC, 0644);
-    int n = open("/dev/null", O_RDONLY);
+    int n = open(input.empty() ? "/dev/null" : input.c_str(), O_RDONLY);
     dup2(o, 1);
     dup2(e, 2);
     dup2(n, 0);
@@ -187,17 +193,28 @@ int runCase(const std::string& bin, const std::string& path, bool update) {
   std::map<std::string, std::string> vars{
       {"$TRACE", dir + "/trace"}, {"$OUT", dir + "/out"}, {"$DIR", dir}};
   std::string trace;
-  if (const Section* t = c.find("trace")) {
+  // $TRACE2 reads as $TRACE followed by "2": its file is trace2.
+  for (const char* name : {"trace", "trace2"}) {
+    const Section* t = c.find(name);
+    if (!t) continue;
     tracec::Result r = tracec::compile(t->text);
     if (!r.ok()) {
-      std::cerr << path << ": trace " << r.error << "\n";
+      std::cerr << path << ": " << name << " " << r.error << "\n";
       return 1;
     }
-    trace.assign(r.bytes.begin(), r.bytes.end());
-    std::ofstream(dir + "/trace", std::ios::binary) << trace;
+    std::string bytes(r.bytes.begin(), r.bytes.end());
+    if (std::string(name) == "trace") trace = bytes;
+    std::ofstream(dir + "/" + name, std::ios::binary) << bytes;
   }
   if (const Section* o = c.find("old_outfile"))
     std::ofstream(dir + "/out", std::ios::binary) << o->text;
+  if (!c.setup.empty()) {
+    std::string cmd = "cd '" + dir + "' && " + subst(c.setup, vars);
+    if (system(cmd.c_str()) != 0) {
+      std::cerr << path << ": setup failed: " << cmd << "\n";
+      return 1;
+    }
+  }
   std::vector<std::string> env{"TZ=UTC", "LC_ALL=C", "PATH=/usr/bin:/bin"};
   for (auto& w : words(subst(c.env, vars))) {
     // A test's own setting replaces a default of the same name (LC_ALL).
@@ -207,7 +224,8 @@ int runCase(const std::string& bin, const std::string& path, bool update) {
       if (e.rfind(name, 0) == 0) e = w, replaced = true;
     if (!replaced) env.push_back(w);
   }
-  Outcome got = runBinary(bin, words(subst(c.args, vars)), env, dir);
+  std::string input = c.input.empty() ? "" : words(subst(c.input, vars)).at(0);
+  Outcome got = runBinary(bin, words(subst(c.args, vars)), env, dir, input);
   std::string outfile = slurp(dir + "/out");
   bool traceKept = !c.find("trace") || slurp(dir + "/trace") == trace;
   // Paths of the temporary directory print as $DIR, so listings stay stable.
@@ -231,6 +249,7 @@ int runCase(const std::string& bin, const std::string& path, bool update) {
     std::ofstream o(path, std::ios::binary);
     for (auto& l : c.preamble) o << l << "\n";
     if (const Section* t = c.find("trace")) o << "--- trace\n" << t->text;
+    if (const Section* t = c.find("trace2")) o << "--- trace2\n" << t->text;
     if (const Section* t = c.find("old_outfile")) writeSection(o, "old_outfile", t->text);
     writeSection(o, "stdout", got.out);
     if (!got.err.empty()) writeSection(o, "stderr", got.err);

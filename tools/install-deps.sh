@@ -12,19 +12,25 @@ set -euo pipefail
 tool_packages=(
   cmake
   g++
+  libarchive-dev
   libsqlite3-dev
   make
   pkg-config
 )
 # chromium opens the HTML report (tests/report/browser_test.sh), with a font.
 test_packages=(
+  bzip2
   chromium
   fonts-dejavu-core
   groff-base
+  gzip
   libbenchmark-dev
   libgmock-dev
   libgtest-dev
+  lz4
   nlohmann-json3-dev
+  xz-utils
+  zstd
 )
 # Other compilers and checkers CI runs: the clang++ build and the fuzzer,
 # the Debian package and its lintian check.

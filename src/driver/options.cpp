@@ -1,6 +1,7 @@
 #include "driver/options.h"
 
 #include <cstdio>
+#include <cstdlib>
 #include <cstring>
 
 #include "driver/output.h"
@@ -59,6 +60,12 @@ const Flag kFlags[] = {
 
 }  // namespace
 
+const char* traceName(const Options& opt, int32_t i) {
+  if (i < 0 || static_cast<size_t>(i) >= opt.inputs.size()) return "?";
+  const std::string& name = opt.inputs[static_cast<size_t>(i)];
+  return name == "-" ? "standard input" : name.c_str();
+}
+
 void printUsage(const Options& opt, Output& out) {
   out.err("Usage: %s [-tuple] [-blob] [-min] [-cmd_time] [-nocsc] [-summary]\n",
           opt.progname.c_str());
@@ -73,12 +80,21 @@ int parseArgs(int argc, char** argv, Options& opt, Output& out) {
     printUsage(opt, out);
     return 1;
   };
+  auto bad = [&](const char* option, const char* value) {
+    out.err("%s: %s: cannot use '%s'\n", opt.progname.c_str(), option, value);
+    return 1;
+  };
   for (int i = 1; i < argc; ++i) {
     const char* a = argv[i];
-    if (a[0] != '-') {
-      if (i != argc - 1) return usage();
-      opt.inpfile = a;
-      continue;
+    // A trace, or "-" for standard input: all arguments from here on are
+    // traces.
+    if (a[0] != '-' || a[1] == '\0') {
+      for (; i < argc; ++i) {
+        if (argv[i][0] == '-' && argv[i][1] != '\0') return usage();
+        opt.inputs.emplace_back(argv[i]);
+      }
+      opt.inpfile = opt.inputs.front();
+      break;
     }
     char second = a[1];
     if (second < 'V' || second > 'u') return usage();
@@ -114,6 +130,32 @@ int parseArgs(int argc, char** argv, Options& opt, Output& out) {
       } else {
         return usage();
       }
+      continue;
+    }
+    if (strcmp(a, "-from") == 0 || strcmp(a, "-to") == 0) {
+      if (i + 1 >= argc) return usage();
+      bool from = a[1] == 'f';
+      double t;
+      if (!parseTimeArg(argv[++i], &t)) return bad(a, argv[i]);
+      (from ? opt.filter.hasFrom : opt.filter.hasTo) = true;
+      (from ? opt.filter.from : opt.filter.to) = t;
+      continue;
+    }
+    if (strcmp(a, "-thread") == 0) {
+      if (i + 1 >= argc) return usage();
+      if (!parseThreadArg(argv[++i], opt.filter)) return bad(a, argv[i]);
+      continue;
+    }
+    if (strcmp(a, "-j") == 0) {
+      if (i + 1 >= argc) return usage();
+      char* end;
+      long n = strtol(argv[++i], &end, 10);
+      if (end == argv[i] || *end || n < 1 || n > 1024) return bad(a, argv[i]);
+      opt.jobs = static_cast<int32_t>(n);
+      continue;
+    }
+    if (strcmp(a, "-follow") == 0) {
+      opt.follow = 1;
       continue;
     }
     const Flag* hit = nullptr;

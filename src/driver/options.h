@@ -3,6 +3,9 @@
 
 #include <cstdint>
 #include <string>
+#include <vector>
+
+#include "filter/settings.h"
 
 namespace wp {
 
@@ -24,12 +27,21 @@ struct Options {
   int32_t json = 0;             // -json: JSON Lines instead of the listing
   int32_t g_idbg = 0;           // WIREPRINTDBG=1
   std::string progname;
-  std::string inpfile;
-  std::string report;  // -report FILE: HTML report of round trips
-  std::string db;      // -db FILE: SQLite database of the trace
+  std::string inpfile;  // the trace being read
+  std::string report;   // -report FILE: HTML report of round trips
+  std::string db;       // -db FILE: SQLite database of the trace
+
+  // Where traces come from and which packets count.
+  std::vector<std::string> inputs;  // the traces in argument order; "-" standard input
+  int32_t jobs = 0;                 // -j N: traces decoded at once; 0 the number of cores
+  int32_t follow = 0;               // -follow: wait for the (last) trace to grow
+  FilterSettings filter;            // -from, -to, -thread
 };
 
 class Output;
+
+// How the listing names trace number i of several ("-" is standard input).
+const char* traceName(const Options& opt, int32_t i);
 
 // Parses argv as the run driver does. Returns -1 to go on with the run, or the
 // exit status when the arguments end it (usage error 1, -V 0, -o failure 1).

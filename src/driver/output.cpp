@@ -125,7 +125,7 @@ void Output::guardStandardStreams() {
 // tried.
 void Output::drain() {
   if (len_ == 0) return;
-  if (error_) {
+  if (error_ || muted_) {
     len_ = 0;
     return;
   }
@@ -159,6 +159,7 @@ void Output::write(const void* data, size_t n) {
   if (n > buf_.size() - len_) {
     drain();
     if (n >= buf_.size() && !holding_ && !error_) {
+      if (muted_) return;
       if (fwrite(data, 1, n, fp_) != n) fail(errno, fp_ != stdfp_);
       written_ += n;
       if (lineFlush_ && memchr(data, '\n', n)) sync();
@@ -262,7 +263,7 @@ void Output::out(const char* fmt, ...) {
   bool failed = false;
   if (fp_ == stdfp_) {
     vprintf(fmt, ap);
-  } else if (!error_) {
+  } else if (!error_ && !muted_) {
     failed = vfprintf(stdfp_, fmt, ap) < 0 || fflush(stdfp_) != 0;
   }
   va_end(ap);

@@ -94,6 +94,19 @@ class Output {
 
   size_t bytesWritten() const { return written_ + len_; }
 
+  // While muted, the listing and the standard output notices are formatted
+  // as usual but dropped; standard error is not muted.
+  void setMuted(bool on) {
+    if (on == muted_) return;
+    sync();
+    muted_ = on;
+  }
+  // The streams themselves, for a run that hands them on to the runs of
+  // several traces.
+  FILE* listingStream() const { return fp_; }
+  FILE* errorStream() const { return errfp_; }
+  FILE* outputStream() const { return stdfp_; }
+
  private:
   void drain();
   void slowPrintf(const char* fmt, va_list ap) WP_PRINTF(2, 0);
@@ -122,6 +135,7 @@ class Output {
   std::string held_;      // listed before it was
   int error_ = 0;
   bool errorInFile_ = false;
+  bool muted_ = false;
 };
 
 }  // namespace wp

@@ -26,6 +26,17 @@ bool readFully(Reader& rd, void* dst, size_t n) {
   return rd.file.read(dst, n) == n;
 }
 
+// A read that came up short: the system's reason, or the decompressor's.
+void readFailed(Run& run) {
+  const std::string& why = run.rd.file.errorText();
+  if (why.empty())
+    run.out.perror(run.opt.inpfile.c_str());
+  else
+    run.out.err("%s: %s\n", run.opt.inpfile.c_str(), why.c_str());
+}
+
+}  // namespace
+
 // The 8 time-stamp bytes, by the "-platform" encoding.
 double decodeTime(const uint8_t* t, int format) {
   double d;
@@ -43,6 +54,8 @@ double decodeTime(const uint8_t* t, int format) {
       return d;
   }
 }
+
+namespace {
 
 // Local time of a whole second, "%Y-%m-%d %T"; empty when it cannot be shown.
 bool formatSecond(Reader& rd, double seconds) {
@@ -99,7 +112,7 @@ bool fillPacket(Run& run, const uint8_t* carry, int32_t carrylen, int32_t len) {
     size_t got = rd.file.read(buf.data() + have, step);
     have += got;
     if (got < step) {
-      run.out.perror(run.opt.inpfile.c_str());
+      readFailed(run);
       return false;
     }
   }
@@ -111,10 +124,9 @@ bool fillPacket(Run& run, const uint8_t* carry, int32_t carrylen, int32_t len) {
 
 bool readHeader(Run& run) {
   Reader& rd = run.rd;
-  const char* name = run.opt.inpfile.c_str();
   uint8_t magic[4], version[4];
   if (!readFully(rd, magic, 4)) {
-    run.out.perror(name);
+    readFailed(run);
     return false;
   }
   if (memcmp(magic, "SQLI", 4) != 0) {
@@ -123,7 +135,7 @@ bool readHeader(Run& run) {
     return false;
   }
   if (!readFully(rd, version, 4)) {
-    run.out.perror(name);
+    readFailed(run);
     return false;
   }
   Emit& em = run.em;
@@ -135,7 +147,7 @@ bool readHeader(Run& run) {
     uint8_t iv[2];
     if (!readFully(rd, iv, 2)) {
       em.endRecord();
-      run.out.perror(name);
+      readFailed(run);
       return false;
     }
     auto internal = static_cast<int16_t>(iv[0] << 8 | iv[1]);
@@ -150,14 +162,13 @@ int getpacket(Run& run, const uint8_t* carry, int32_t carrylen) {
   Reader& rd = run.rd;
   Emit& em = run.em;
   Options& opt = run.opt;
-  const char* name = opt.inpfile.c_str();
   char code[2];
   for (;;) {
     errno = 0;
     size_t got = rd.file.read(code, 2);
     if (got == 0 && !rd.file.error()) return -1;
     if (got < 2) {
-      run.out.perror(name);
+      readFailed(run);
       return -1;
     }
     memcpy(rd.msgdir, code, 2);
@@ -183,7 +194,7 @@ int getpacket(Run& run, const uint8_t* carry, int32_t carrylen) {
       uint8_t m[8];
       errno = 0;
       bool ok = rd.file.read(m, 8) == 8;
-      if (!ok && rd.file.error()) run.out.perror(name);
+      if (!ok && rd.file.error()) readFailed(run);
       if (ok && fork) {
         const char dir[] = {code[0], '-', '>', 'F', '\0'};
         em.beginRecord("fork");
@@ -220,7 +231,7 @@ int getpacket(Run& run, const uint8_t* carry, int32_t carrylen) {
   // The packet's record stays open until its time stamp is read.
   auto fail = [&] {
     em.endRecord();
-    run.out.perror(name);
+    readFailed(run);
     return -1;
   };
   uint8_t lenb[4], stamp[8];

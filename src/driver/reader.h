@@ -30,6 +30,10 @@ struct Reader {
   std::string cachedDate;
 };
 
+// The 8 time-stamp bytes of a record, by the "-platform" encoding (0 native,
+// 1 IEEEI, 2 IEEEM, 3 DECALPHA).
+double decodeTime(const uint8_t* stamp, int format);
+
 // Reads the 4-byte magic, the version and the optional internal-version
 // marker, printing their lines. False when the run must go straight to its end.
 bool readHeader(Run& run);

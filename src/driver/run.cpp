@@ -6,7 +6,9 @@
 #include <string>
 
 #include "analysis/outputs.h"
+#include "input/interrupt.h"
 #include "messages/dispatch.h"
+#include "traces/traces.h"
 
 namespace wp {
 
@@ -55,6 +57,11 @@ int startUp(Run& run, int argc, char** argv, EnvLookup env) {
     run.json = std::make_unique<JsonRender>(run.out, run.rd);
     run.em.setJson(run.json.get());
   }
+  // The report and the database are written by the run of one trace.
+  if (opt.inputs.size() > 1 && (!opt.report.empty() || !opt.db.empty())) {
+    run.out.err("%s: -report and -db take a single trace\n", opt.progname.c_str());
+    return 1;
+  }
   if ((status = analysis::startOutputs(run, argc, argv)) >= 0) return status;
 
   if (!opt.timestamp && opt.cmd_time) {
@@ -71,6 +78,7 @@ int startUp(Run& run, int argc, char** argv, EnvLookup env) {
       return 1;
     }
     opt.inpfile = sqlidebug + 2;
+    opt.inputs.push_back(opt.inpfile);
   }
 
   if (int err = initCodeset(run, env("WIREPRINT_CODESET"))) {
@@ -89,7 +97,13 @@ int startUp(Run& run, int argc, char** argv, EnvLookup env) {
   run.timing.cs_stats.reset();
   run.timing.sc_stats.reset();
 
+  if (opt.follow) run.rd.file.follow(catchInterrupt());
+  if (opt.inputs.size() > 1) {
+    run.out.startListing();
+    return -1;  // each trace is opened by its own run
+  }
   // Tests and the fuzzer hand the trace over in memory.
+  run.rd.file.decompressAhead(true);
   if (!run.rd.file.isOpen() && !run.rd.file.open(opt.inpfile)) {
     run.out.perror(opt.inpfile.c_str());
     return 1;
@@ -103,22 +117,36 @@ int startUp(Run& run, int argc, char** argv, EnvLookup env) {
   return -1;
 }
 
+}  // namespace
+
+void readPackets(Run& run) {
+  if (!run.opt.filter.active()) {
+    while (getpacket(run, nullptr, 0) == 0) printpacket(run);
+    return;
+  }
+  while (filteredGetpacket(run) == 0) {
+    printpacket(run);
+    filteredPacketDone(run);
+  }
+  filteredEnd(run);
+}
+
 void endOfRun(Run& run) {
   if (run.opt.summary) printSummary(run);
   if (run.opt.stmtstats) printStatementReport(run);
 }
-
-}  // namespace
 
 int runMain(Run& run, int argc, char** argv, EnvLookup env) {
   int status = 0;
   try {
     try {
       status = startUp(run, argc, argv, env);
-      if (status < 0) {
-        if (readHeader(run)) {
-          while (getpacket(run, nullptr, 0) == 0) printpacket(run);
-        }
+      if (status >= 0) {
+        // ended by the arguments
+      } else if (run.opt.inputs.size() > 1) {
+        status = runTraces(run, env);
+      } else {
+        if (readHeader(run)) readPackets(run);
         endOfRun(run);
         status = 0;
       }

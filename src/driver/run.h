@@ -11,6 +11,7 @@
 #include "driver/output.h"
 #include "driver/reader.h"
 #include "driver/threads.h"
+#include "filter/packetfilter.h"
 #include "messages/capabilities.h"
 #include "messages/database.h"
 #include "messages/lobstate.h"
@@ -48,6 +49,7 @@ struct Run {
   CommandList cmds;
   StmtStats stmts;
   Codeset cs;
+  FilterState filt;
   std::string textbuf;  // printstring's text, grown as needed
   // Round trips for -report and -db; null without them, so the hooks cost a
   // test of a pointer.
@@ -62,5 +64,10 @@ struct Run {
 // status. `env` looks variables up (getenv in the real program).
 using EnvLookup = const char* (*)(const char*);
 int runMain(Run& run, int argc, char** argv, EnvLookup env);
+
+// The packets of an opened trace after its header, to its end.
+void readPackets(Run& run);
+// End of the run: the summary and statement statistics asked for.
+void endOfRun(Run& run);
 
 }  // namespace wp

@@ -23,6 +23,13 @@ struct Threads {
   void reset();
   // An "MT" record names a thread: make its entry current.
   void select(int64_t key);
+  // The index of the entry that select(key) would make current, without
+  // changing anything.
+  int wouldSelect(int64_t key) const { return pick(key); }
+
+ private:
+  // The entry for a key, and whether it would be taken afresh.
+  int pick(int64_t key, bool* fresh = nullptr) const;
 };
 
 }  // namespace wp

@@ -225,8 +225,10 @@ void group_stmts(Run& run, int32_t per_thread) {
     for (StmtStat& s : st.list) {
       std::string key = s.text;
       if (per_thread) {
+        // Threads of different traces are different threads.
         key.push_back('\0');
         key.append(reinterpret_cast<const char*>(&s.thread), sizeof s.thread);
+        key.append(reinterpret_cast<const char*>(&s.trace), sizeof s.trace);
       }
       auto [it, fresh] = index.try_emplace(std::move(key), static_cast<uint32_t>(groups.size()));
       if (fresh) {
@@ -234,10 +236,12 @@ void group_stmts(Run& run, int32_t per_thread) {
         g.text = s.text;
         g.spare = s.spare;
         g.thread = per_thread ? s.thread : 0;
+        g.trace = s.trace;
         g.id = 0;
         groups.push_back(std::move(g));
       }
       StmtStat& g = groups[it->second];
+      if (g.trace != s.trace) g.trace = -1;
       for (const StmtMsgStat& m : s.msgs) {
         if (StmtMsgStat* e = entryFor(g.msgs, m.type)) {
           e->count = addCount(e->count, m.count);
@@ -295,10 +299,10 @@ void print_stmt_stat(Run& run, int32_t per_thread) {
     }
     em.field("messages", s.messages, "Overall Messages: %5d    ", s.messages);
     em.field("total_time", s.total, "Total Time: %6f", s.total);
-    if (per_thread)
-      em.field("thread", s.thread, "    Thread: %d\n", s.thread);
-    else
-      em.text("\n");
+    if (per_thread) em.field("thread", s.thread, "    Thread: %d", s.thread);
+    if (run.opt.inputs.size() > 1 && s.trace >= 0)
+      em.field("trace", traceName(run.opt, s.trace), "    Trace: %s", traceName(run.opt, s.trace));
+    em.text("\n");
     em.text("Msg          Occured     Total       Avg         Min         Max\n");
     em.open("msgs", Emit::kList);
     for (const StmtMsgStat& m : s.msgs) {

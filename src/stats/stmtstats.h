@@ -32,6 +32,7 @@ struct StmtStat {
   std::string spare;  // spare name: always empty, copied along when grouping
   int32_t id = 0;     // provisional (1000000 + packet), then the server's; -2 closed
   int32_t thread = 0;
+  int32_t trace = 0;     // which of several traces; -1 a group from several
   int32_t messages = 0;  // charges received
   double total = 0;
   std::vector<StmtMsgStat> msgs;  // in order of first appearance

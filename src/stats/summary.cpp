@@ -29,6 +29,7 @@ void recordCommand(Run& run, const char* text, int32_t len, int prepared) {
   CommandList::Entry& e = c.entries[c.count++];
   e.prepared = prepared;
   e.length = len;
+  e.trace = 0;
   int32_t keep = len < 0 ? 0 : (len >= CommandList::kTextSize ? CommandList::kTextSize - 1 : len);
   if (keep > 0) memcpy(e.text, text, static_cast<size_t>(keep));
   e.text[keep] = '\0';
@@ -53,10 +54,13 @@ void printCommandList(Run& run) {
     int32_t n = 0;
     if (convertsRead(run)) n = docsc(run, e.text, static_cast<int32_t>(strlen(e.text)));
     if (n > 0)
-      em.field("text", std::string_view(run.cs.rubuf.data(), static_cast<size_t>(n)), "'%.*s'\n", n,
+      em.field("text", std::string_view(run.cs.rubuf.data(), static_cast<size_t>(n)), "'%.*s'", n,
                run.cs.rubuf.data());
     else
-      em.field("text", e.text, "'%s'\n", e.text);
+      em.field("text", e.text, "'%s'", e.text);
+    if (run.opt.inputs.size() > 1)
+      em.field("trace", traceName(run.opt, e.trace), "  (%s)", traceName(run.opt, e.trace));
+    em.text("\n");
     em.close();
   }
   em.close();

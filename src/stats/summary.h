@@ -55,6 +55,7 @@ struct CommandList {
     int32_t prepared;
     char text[kTextSize];  // a text of 60 bytes or more keeps its first 59
     int32_t length;        // the full length
+    int32_t trace;         // which of several traces
   };
   int32_t count = 0;  // cmd_ptr
   Entry entries[kMax];

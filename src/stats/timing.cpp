@@ -48,6 +48,11 @@ void store_prev(Run& run, int32_t type, int32_t thread, int32_t stmtid, int32_t 
 void chargePrevious(Run& run, double elapsed) {
   Timing& t = run.timing;
   if (t.g_inopr == 0) return;
+  // Messages of a packet that a filter left out are not counted.
+  if (!run.filt.counting) {
+    t.g_inopr = 0;
+    return;
+  }
   int32_t k = 0;
   for (int32_t i = 0; i < t.g_inopr; ++i)
     if (timed(t.g_prevs[i].type)) ++k;

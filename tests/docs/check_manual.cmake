@@ -27,10 +27,10 @@ if(MODE STREQUAL "render")
     endif()
   endforeach()
 elseif(MODE STREQUAL "options")
-  # A lone dash is a usage error: the usage text lists every option.
-  execute_process(COMMAND ${WIREPRINT} - ERROR_VARIABLE usage RESULT_VARIABLE rc)
+  # An unknown option is a usage error: the usage text lists every option.
+  execute_process(COMMAND ${WIREPRINT} -x ERROR_VARIABLE usage RESULT_VARIABLE rc)
   if(NOT rc EQUAL 1)
-    message(FATAL_ERROR "wireprint - exited with ${rc}, not with the usage error")
+    message(FATAL_ERROR "wireprint -x exited with ${rc}, not with the usage error")
   endif()
   # Brackets would upset CMake's lists: the synopsis' [-x] become blanks.
   string(REPLACE "[" " " usage "${usage}")

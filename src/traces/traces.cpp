@@ -1,0 +1,113 @@
+#include "traces/traces.h"
+
+#include <algorithm>
+#include <atomic>
+#include <condition_variable>
+#include <memory>
+#include <mutex>
+#include <thread>
+#include <vector>
+
+#include "stats/merge.h"
+#include "traces/sink.h"
+#include "values/codeset.h"
+
+namespace wp {
+
+namespace {
+
+// One trace: its sink outlives its run, which writes to it to the last.
+struct Slot {
+  std::unique_ptr<TraceSink> sink;
+  std::unique_ptr<Run> run;
+  int status = 0;
+  bool done = false;
+};
+
+// Opens the trace, names it, and decodes it to its end.
+int decodeTrace(Run& run, int32_t index) {
+  try {
+    if (index > 0) run.out.printf("\n");
+    run.out.printf("==> %s <==\n", traceName(run.opt, index));
+    run.out.flush();
+    if (!run.rd.file.open(run.opt.inpfile)) {
+      run.out.perror(run.opt.inpfile.c_str());
+      return 1;
+    }
+    if (readHeader(run)) readPackets(run);
+  } catch (const Exit& e) {
+    run.out.sync();
+    return e.status;
+  }
+  run.out.sync();
+  return 0;
+}
+
+}  // namespace
+
+int runTraces(Run& main, EnvLookup env) {
+  const Options& opt = main.opt;
+  const size_t n = opt.inputs.size();
+  main.out.sync();
+  FILE* listing = main.out.listingStream();
+  std::vector<Slot> slots(n);
+  for (size_t i = 0; i < n; ++i) {
+    Slot& s = slots[i];
+    s.sink = std::make_unique<TraceSink>(listing, main.out.outputStream(), main.out.errorStream());
+    s.run = std::make_unique<Run>();
+    Run& r = *s.run;
+    r.opt = opt;
+    r.opt.inpfile = opt.inputs[i];
+    // Code set conversion sets the locale: done here, before any thread.
+    if (initCodeset(r, env("WIREPRINT_CODESET"))) r.opt.needcsc = 0;
+    r.thr.reset();
+    r.timing.cs_stats.reset();
+    r.timing.sc_stats.reset();
+    r.rd.file.decompressAhead(true);
+    if (opt.follow && i + 1 == n) r.rd.file.follow(main.rd.file.followFlag());
+    s.sink->attach(r.out);
+  }
+
+  unsigned cores = std::max(1u, std::thread::hardware_concurrency());
+  size_t jobs = std::min<size_t>(n, opt.jobs > 0 ? static_cast<size_t>(opt.jobs) : cores);
+  if (jobs <= 1) {
+    for (size_t i = 0; i < n; ++i) {
+      slots[i].sink->goDirect();
+      slots[i].status = decodeTrace(*slots[i].run, static_cast<int32_t>(i));
+    }
+  } else {
+    std::mutex m;
+    std::condition_variable cv;
+    std::atomic<size_t> next{0};
+    auto work = [&] {
+      for (size_t i; (i = next++) < n;) {
+        int status = decodeTrace(*slots[i].run, static_cast<int32_t>(i));
+        std::lock_guard<std::mutex> lk(m);
+        slots[i].status = status;
+        slots[i].done = true;
+        cv.notify_all();
+      }
+    };
+    std::vector<std::thread> workers;
+    for (size_t k = 0; k < jobs; ++k) workers.emplace_back(work);
+    // Each trace writes through once all before it are out.
+    for (size_t i = 0; i < n; ++i) {
+      slots[i].sink->goDirect();
+      std::unique_lock<std::mutex> lk(m);
+      cv.wait(lk, [&] { return slots[i].done; });
+    }
+    for (auto& w : workers) w.join();
+  }
+
+  int status = 0;
+  for (size_t i = 0; i < n; ++i) {
+    status = std::max(status, slots[i].status);
+    mergeRun(main, *slots[i].run, static_cast<int32_t>(i));
+  }
+  slots.clear();
+  // The traces that could be read are summed up even when one could not.
+  endOfRun(main);
+  return status;
+}
+
+}  // namespace wp
