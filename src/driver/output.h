@@ -96,6 +96,7 @@ class Output {
 
   // While muted, the listing and the standard output notices are formatted
   // as usual but dropped; standard error is not muted.
+  bool muted() const { return muted_; }
   void setMuted(bool on) {
     if (on == muted_) return;
     sync();

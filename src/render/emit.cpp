@@ -93,8 +93,12 @@ void Emit::tallyEndRecord() {
 }
 
 void Emit::tallyEnd() {
-  tally_->push_back(fields_);
-  if (tallyTypes_) tallyTypes_->push_back(openTypes_.empty() ? 0 : openTypes_.back());
+  // A message that ends outside the -from/-to window or the -thread filter
+  // is written by neither rendering.
+  if (!out_.muted()) {
+    tally_->push_back(fields_);
+    if (tallyTypes_) tallyTypes_->push_back(openTypes_.empty() ? 0 : openTypes_.back());
+  }
   if (!openTypes_.empty()) openTypes_.pop_back();
   fields_ = outer_.empty() ? 0 : outer_.back();
   if (!outer_.empty()) outer_.pop_back();

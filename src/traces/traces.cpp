@@ -27,8 +27,12 @@ struct Slot {
 // Opens the trace, names it, and decodes it to its end.
 int decodeTrace(Run& run, int32_t index) {
   try {
-    if (index > 0) run.out.printf("\n");
-    run.out.printf("==> %s <==\n", traceName(run.opt, index));
+    const char* name = traceName(run.opt, index);
+    if (index > 0) run.em.text("\n");
+    run.em.beginRecord("trace");
+    run.em.also("index", index);
+    run.em.field("name", name, "==> %s <==\n", name);
+    run.em.endRecord();
     run.out.flush();
     if (!run.rd.file.open(run.opt.inpfile)) {
       run.out.perror(run.opt.inpfile.c_str());
@@ -36,9 +40,11 @@ int decodeTrace(Run& run, int32_t index) {
     }
     if (readHeader(run)) readPackets(run);
   } catch (const Exit& e) {
+    run.em.finish();
     run.out.sync();
     return e.status;
   }
+  run.em.finish();
   run.out.sync();
   return 0;
 }
@@ -63,6 +69,10 @@ int runTraces(Run& main, EnvLookup env) {
     r.thr.reset();
     r.timing.cs_stats.reset();
     r.timing.sc_stats.reset();
+    if (opt.json) {
+      r.json = std::make_unique<JsonRender>(r.out, r.rd);
+      r.em.setJson(r.json.get());
+    }
     r.rd.file.decompressAhead(true);
     if (opt.follow && i + 1 == n) r.rd.file.follow(main.rd.file.followFlag());
     s.sink->attach(r.out);
