@@ -37,7 +37,6 @@ int startUp(Run& run, int argc, char** argv, EnvLookup env) {
 
   int status = parseArgs(argc, argv, opt, run.out);
   if (status >= 0) return status;
-  if ((status = analysis::startOutputs(run, argc, argv)) >= 0) return status;
 
   if (!opt.timestamp && opt.cmd_time) {
     run.out.out("-notimestamp is set, so -cmd_time will be ignored\n");
@@ -74,6 +73,7 @@ int startUp(Run& run, int argc, char** argv, EnvLookup env) {
     run.out.err("%s: Output file is the input file\n", same);
     return 1;
   }
+  if (int st = analysis::startOutputs(run, argc, argv); st >= 0) return st;
   run.out.startListing();
   return -1;
 }
