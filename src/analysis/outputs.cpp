@@ -1,6 +1,8 @@
 // Sets up and writes the report and the database of a run.
 #include "analysis/outputs.h"
 
+#include <sys/stat.h>
+
 #include "analysis/collector.h"
 #include "driver/run.h"
 #include "report/html.h"
@@ -11,6 +13,16 @@ namespace wp::analysis {
 int startOutputs(Run& run, int argc, char** argv) {
   const Options& opt = run.opt;
   if (opt.report.empty() && opt.db.empty()) return -1;
+  // Neither may replace the trace being read.
+  for (const std::string* path : {&opt.report, &opt.db}) {
+    struct stat in, out;
+    int fd = run.rd.file.fd();
+    if (!path->empty() && fd >= 0 && fstat(fd, &in) == 0 && stat(path->c_str(), &out) == 0 &&
+        in.st_dev == out.st_dev && in.st_ino == out.st_ino) {
+      run.out.err("%s: Output file is the input file\n", path->c_str());
+      return 1;
+    }
+  }
   // One trace per run; a later merge of several gives each its own id.
   constexpr int64_t kTraceId = 1;
   run.an = std::make_unique<Collector>(kTraceId, !opt.report.empty(), !opt.db.empty());

@@ -62,7 +62,6 @@ int startUp(Run& run, int argc, char** argv, EnvLookup env) {
     run.out.err("%s: -report and -db take a single trace\n", opt.progname.c_str());
     return 1;
   }
-  if ((status = analysis::startOutputs(run, argc, argv)) >= 0) return status;
 
   if (!opt.timestamp && opt.cmd_time) {
     notice(run, "-notimestamp is set, so -cmd_time will be ignored\n");
@@ -113,6 +112,7 @@ int startUp(Run& run, int argc, char** argv, EnvLookup env) {
     run.out.err("%s: Output file is the input file\n", same);
     return 1;
   }
+  if (int st = analysis::startOutputs(run, argc, argv); st >= 0) return st;
   run.out.startListing();
   return -1;
 }
