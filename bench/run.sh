@@ -2,14 +2,16 @@
 # The wireprint benchmark, in one command:
 #
 #   bench/run.sh [--size 1G] [--runs 1] [--syscall-size 16M] [--statements 100000]
-#                [--dir DIR] [--build DIR | --bin DIR] [--keep]
+#                [--dir DIR] [--build DIR | --bin DIR] [--baseline DIR] [--keep]
 #
 # Builds wireprint and tracegen (optimised, in --build, default build-bench; or
 # takes them as built in --bin), generates seeded traces in --dir (default
 # ${TMPDIR:-/tmp}/wireprint-bench), then on the same traces:
-#   - times wireprint (default, -tuple, -summary -stmt_stat, -json,
-#     line-flushed) and xxd on the --size trace: input MB/s, output MB/s,
-#     lines/s, peak memory, and the ratios between them;
+#   - times wireprint (default, -tuple, -summary -stmt_stat, -report, -db,
+#     -json, line-flushed) and xxd on the --size trace: input MB/s, output
+#     MB/s, lines/s, peak memory, and the ratios between them;
+#   - with --baseline DIR (a build of another version, wireprint in DIR), times
+#     the default listing of both in turns (best of at least 3) and compares;
 #   - times the default listing on traces of 1/16, 1/4 and 1 times --size (in
 #     turns, best of at least 3) and compares the times with 1:4:16;
 #   - counts write system calls, buffered and line-flushed, on a --syscall-size
@@ -28,6 +30,7 @@ statements=100000
 dir="${TMPDIR:-/tmp}/wireprint-bench"
 build=build-bench
 bin=""
+baseline=""
 keep=0
 while [ $# -gt 0 ]; do
   case "$1" in
@@ -38,6 +41,7 @@ while [ $# -gt 0 ]; do
     --dir) dir=$2; shift 2 ;;
     --build) build=$2; shift 2 ;;
     --bin) bin=$2; shift 2 ;;
+    --baseline) baseline=$2; shift 2 ;;
     --keep) keep=1; shift ;;
     -h|--help) sed -n '2,/^set -euo/p' "$0" | sed '$d'; exit 0 ;;
     *) echo "bench/run.sh: unknown option $1" >&2; exit 2 ;;
@@ -150,8 +154,13 @@ measure() {  # label, then the command
 measure "wireprint" "$wp" "$big"
 measure "wireprint -tuple" "$wp" -tuple "$big"
 measure "wireprint -summary -stmt_stat" "$wp" -summary -stmt_stat "$big"
+measure "wireprint -report" "$wp" -report "$dir/big.html" "$big"
+measure "wireprint -db" "$wp" -db "$dir/big.sqlite" "$big"
 measure "wireprint -json" "$wp" -json "$big"
 measure "wireprint (line-flushed)" env WIREPRINT_LINEFLUSH=1 "$wp" "$big"
+# The report's own count of round trips, for its memory target.
+trips=$(sed -n 's|.*<dt>round trips</dt><dd>\([0-9]*\) .*|\1|p' "$dir/big.html")
+echo "round trips in the trace: $trips"
 if command -v xxd >/dev/null; then
   measure "xxd" xxd "$big"
 else
@@ -167,6 +176,25 @@ echo "wireprint -tuple / wireprint   : $(ratio "${SEC[wireprint]}" "${SEC[wirepr
 echo "-summary -stmt_stat / wireprint: $(ratio "${SEC[wireprint]}" "${SEC[wireprint -summary -stmt_stat]}")"
 echo "-json / wireprint              : $(ratio "${SEC[wireprint]}" "${SEC[wireprint -json]}")"
 echo "buffered / line-flushed        : $(ratio "${SEC[wireprint (line-flushed)]}" "${SEC[wireprint]}")"
+echo "-report / wireprint            : $(ratio "${SEC[wireprint]}" "${SEC[wireprint -report]}")"
+echo "-db / wireprint                : $(ratio "${SEC[wireprint]}" "${SEC[wireprint -db]}")"
+
+if [ -n "$baseline" ]; then
+  bruns=$((runs > 3 ? runs : 3))
+  echo
+  echo "== default listing against $baseline/wireprint, best of $bruns, in turns"
+  declare -A PT PC
+  for ((r = 0; r < bruns; r++)); do
+    for w in "$baseline/wireprint" "$wp"; do
+      timeonce "$w" "$big"
+      if [ -z "${PT[$w]:-}" ] || less "$T" "${PT[$w]}"; then PT[$w]=$T PC[$w]=$C; fi
+    done
+  done
+  for w in "$baseline/wireprint" "$wp"; do
+    printf '%-40s %8s s %8s cpu s %9s MB/s\n' "$w" "${PT[$w]}" "${PC[$w]}" "$(mbps "$insize" "${PT[$w]}")"
+  done
+  echo "this build / baseline, cpu: $(ratio "${PC[$wp]}" "${PC[$baseline/wireprint]}")"
+fi
 
 echo
 # The three sizes take turns, so that a change in the machine's load touches
@@ -260,6 +288,12 @@ check "-tuple against xxd (cpu), x" "$(ratio "${CPU[xxd]}" "${CPU[wireprint -tup
 check "-json against the listing, input rate x" \
   "$(ratio "${SEC[wireprint]}" "${SEC[wireprint -json]}")" "v >= 0.5" ">= 0.5"
 check "scaling 4x and 16x (cpu), worst deviation %" "$worst" "v <= 15" "<= 15"
+check "-report, input MB/s" "$(mbps "$insize" "${SEC[wireprint -report]}")" "v >= 250" ">= 250"
+check "-db, input MB/s" "$(mbps "$insize" "${SEC[wireprint -db]}")" "v >= 100" ">= 100"
+check "-report peak memory, MB (64 + 16 B/round trip)" \
+  "$(awk -v k="${MEM[wireprint -report]}" 'BEGIN { printf "%.1f", k / 1024 }')" \
+  "v < 64 + 16 * ${trips:-0} / 1048576" \
+  "< $(awk -v n="${trips:-0}" 'BEGIN { printf "%.1f", 64 + 16 * n / 1048576 }')"
 check "peak memory without -stmt_stat, MB" \
   "$(awk -v k="${MEM[wireprint]}" 'BEGIN { printf "%.1f", k / 1024 }')" "v < 32" "< 32"
 if [ -n "${writes:-}" ]; then
@@ -269,5 +303,5 @@ check "-summary -stmt_stat, $statements statements, s" "$stmt_time" "v < 10" "< 
 
 if [ "$keep" = 0 ]; then
   rm -f "$dir"/out.* "$dir"/err.* "$dir"/dout.* "$dir"/derr.* "$dir"/time.* "$dir"/mem.out \
-    "$dir"/strace.out
+    "$dir"/strace.out "$dir"/big.html "$dir"/big.sqlite
 fi

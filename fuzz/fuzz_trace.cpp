@@ -14,12 +14,20 @@
 // beyond a fixed multiple of the trace's size, or its listing beyond a fixed
 // multiple of the bytes handed to the decoders: both mean a count from the
 // trace drove work that no input bytes paid for.
+//
+// The input's size picks the analysis outputs (size mod 4: none, -report,
+// -db, both), written to a temporary directory and checked afterwards: the
+// page is whole and the database passes SQLite's integrity check, and both
+// give the collector's counts of packets, damaged packets and round trips.
 #include <sanitizer/allocator_interface.h>
+#include <sqlite3.h>
+#include <unistd.h>
 
 #include <cstdint>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
+#include <fstream>
 #include <memory>
 #include <nlohmann/json.hpp>
 #include <set>
@@ -123,7 +131,7 @@ size_t leaves(const nlohmann::json& j) {
   return n;
 }
 
-[[noreturn]] void finding(const std::string& what, const std::string& line) {
+[[noreturn]] void jsonFinding(const std::string& what, const std::string& line) {
   fprintf(stderr, "JSON rendering: %s\n%s\n", what.c_str(), line.substr(0, 2000).c_str());
   abort();
 }
@@ -149,7 +157,7 @@ std::vector<size_t> jsonLeaves(const uint8_t* data, size_t size, std::vector<std
   std::string all(text, len);
   free(text);
   if (!check) return {};
-  if (!all.empty() && all.back() != '\n') finding("output does not end in a newline", "");
+  if (!all.empty() && all.back() != '\n') jsonFinding("output does not end in a newline", "");
   std::vector<size_t> out;
   std::istringstream in(all);
   for (std::string line; std::getline(in, line);) {
@@ -166,26 +174,78 @@ std::vector<size_t> jsonLeaves(const uint8_t* data, size_t size, std::vector<std
     try {
       j = nlohmann::json::parse(line, check);
     } catch (const nlohmann::json::exception& e) {
-      finding(std::string("not JSON: ") + e.what(), line);
+      jsonFinding(std::string("not JSON: ") + e.what(), line);
     }
-    if (duplicate) finding("a key twice in one object", line);
-    if (!j.is_object() || !j.contains("kind")) finding("not an object with a kind", line);
+    if (duplicate) jsonFinding("a key twice in one object", line);
+    if (!j.is_object() || !j.contains("kind")) jsonFinding("not an object with a kind", line);
     if (j["kind"] == "message") out.push_back(leaves(j["fields"]));
   }
   return out;
-}
+  std::string outDir;
+
+  [[noreturn]] void finding(const std::string& what) {
+    fprintf(stderr, "%s\n", what.c_str());
+    abort();
+  }
+
+  void checkReport(const std::string& path, const wp::analysis::Collector& c) {
+    std::ifstream f(path);
+    std::stringstream ss;
+    ss << f.rdbuf();
+    std::string page = ss.str();
+    if (page.rfind("<!DOCTYPE html>", 0) != 0 || page.size() < 8 ||
+        page.compare(page.size() - 8, 8, "</html>\n") != 0)
+      finding("report page incomplete");
+    std::string damaged =
+        "<dt>damaged packets</dt><dd>" + std::to_string(c.damagedPackets) + "</dd>";
+    if (page.find(damaged) == std::string::npos) finding("report does not say " + damaged);
+  }
+
+  void checkDatabase(const std::string& path, const wp::analysis::Collector& c) {
+    sqlite3* db = nullptr;
+    if (sqlite3_open_v2(path.c_str(), &db, SQLITE_OPEN_READONLY, nullptr) != SQLITE_OK)
+      finding("database does not open");
+    std::string got;
+    auto query = [&](const char* sql) {
+      sqlite3_stmt* s = nullptr;
+      got.clear();
+      if (sqlite3_prepare_v2(db, sql, -1, &s, nullptr) == SQLITE_OK &&
+          sqlite3_step(s) == SQLITE_ROW)
+        for (int i = 0; i < sqlite3_column_count(s); ++i) {
+          auto t = sqlite3_column_text(s, i);
+          got += (i ? "|" : "") + std::string(t ? reinterpret_cast<const char*>(t) : "-");
+        }
+      sqlite3_finalize(s);
+      return got;
+    };
+    if (query("PRAGMA integrity_check") != "ok") finding("database integrity: " + got);
+    std::string want = std::to_string(c.packets[0] + c.packets[1]) + "|" +
+                       std::to_string(c.damagedPackets) + "|" + std::to_string(c.trips);
+    for (const char* sql : {"SELECT packets, damaged_packets, round_trips FROM trace",
+                            "SELECT (SELECT count(*) FROM packets), (SELECT damaged_packets FROM "
+                            "trace), (SELECT count(*) FROM round_trips)"})
+      if (query(sql) != want) finding(std::string(sql) + ": " + got + ", not " + want);
+    sqlite3_close(db);
+  }
 
 }  // namespace
 
 extern "C" int LLVMFuzzerInitialize(int*, char***) {
   __sanitizer_install_malloc_and_free_hooks(onMalloc, onFree);
   setenv("LC_ALL", "C.UTF-8", 1);
+  char dir[] = "/tmp/wireprint-fuzz-XXXXXX";
+  if (!mkdtemp(dir)) abort();
+  outDir = dir;
   return 0;
 }
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
   if (size < 2) return 0;
   std::vector<std::string> args = optionsFrom(data[0], data[1]);
+  const std::string report = outDir + "/report.html", db = outDir + "/trace.sqlite";
+  bool withReport = size & 1, withDb = size & 2;
+  if (withReport) args.insert(args.end() - 1, {"-report", report});
+  if (withDb) args.insert(args.end() - 1, {"-db", db});
   traceCodeset = data[1] & 0x80 ? "SHIFT_JIS" : nullptr;
   debugLevel = (data[1] & 0xc0) == 0xc0 ? "1" : nullptr;
   std::vector<char*> argv;
@@ -199,6 +259,10 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
   run->rd.file.openMemory(data + 2, size - 2);
   wp::runMain(*run, static_cast<int>(argv.size()), argv.data(), lookup);
   heap.on = false;
+  if (run->an) {
+    if (withReport) checkReport(report, *run->an);
+    if (withDb) checkDatabase(db, *run->an);
+  }
   int64_t listed = static_cast<int64_t>(run->out.bytesWritten());
   int64_t served = run->rd.served + static_cast<int64_t>(size);
   if (getenv("WIREPRINT_FUZZ_SIZES"))
@@ -219,11 +283,11 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
   std::vector<size_t> jsonTally;
   std::vector<size_t> parsed = jsonLeaves(data + 2, size - 2, args, jsonTally, !pending);
   if (pending) return 0;
-  if (jsonTally != listingTally) finding("the two renderings decoded different messages", "");
+  if (jsonTally != listingTally) jsonFinding("the two renderings decoded different messages", "");
   if (parsed != listingTally) {
     size_t i = 0;
     while (i < parsed.size() && i < listingTally.size() && parsed[i] == listingTally[i]) ++i;
-    finding("message " + std::to_string(i) + " has other leaves than the listing's fields", "");
+    jsonFinding("message " + std::to_string(i) + " has other leaves than the listing's fields", "");
   }
   return 0;
 }

@@ -9,8 +9,10 @@
 //   --- stdout                      expected bytes, line by line
 //   --- stderr
 //   --- outfile                     what the run wrote to $OUT
+//   --- old_outfile                 what $OUT holds before the run
 //   --- status                      the exit status (0 when absent)
 //
+// Every case also checks that the run left its trace file as it was.
 // Record addresses in debug lines on standard error are compared as <addr>.
 // A section header may end in "noeol" when its text has no final newline.
 // golden_runner WIREPRINT [--update] FILE...; --update rewrites the expected
@@ -184,15 +186,18 @@ int runCase(const std::string& bin, const std::string& path, bool update) {
   std::string dir = mkdtemp(tmpl);
   std::map<std::string, std::string> vars{
       {"$TRACE", dir + "/trace"}, {"$OUT", dir + "/out"}, {"$DIR", dir}};
+  std::string trace;
   if (const Section* t = c.find("trace")) {
     tracec::Result r = tracec::compile(t->text);
     if (!r.ok()) {
       std::cerr << path << ": trace " << r.error << "\n";
       return 1;
     }
-    std::ofstream(dir + "/trace", std::ios::binary)
-        .write(reinterpret_cast<const char*>(r.bytes.data()), r.bytes.size());
+    trace.assign(r.bytes.begin(), r.bytes.end());
+    std::ofstream(dir + "/trace", std::ios::binary) << trace;
   }
+  if (const Section* o = c.find("old_outfile"))
+    std::ofstream(dir + "/out", std::ios::binary) << o->text;
   std::vector<std::string> env{"TZ=UTC", "LC_ALL=C", "PATH=/usr/bin:/bin"};
   for (auto& w : words(subst(c.env, vars))) {
     // A test's own setting replaces a default of the same name (LC_ALL).
@@ -204,6 +209,7 @@ int runCase(const std::string& bin, const std::string& path, bool update) {
   }
   Outcome got = runBinary(bin, words(subst(c.args, vars)), env, dir);
   std::string outfile = slurp(dir + "/out");
+  bool traceKept = !c.find("trace") || slurp(dir + "/trace") == trace;
   // Paths of the temporary directory print as $DIR, so listings stay stable.
   auto unsub = [&](std::string s) {
     for (size_t at; (at = s.find(dir)) != std::string::npos;) s.replace(at, dir.size(), "$DIR");
@@ -225,6 +231,7 @@ int runCase(const std::string& bin, const std::string& path, bool update) {
     std::ofstream o(path, std::ios::binary);
     for (auto& l : c.preamble) o << l << "\n";
     if (const Section* t = c.find("trace")) o << "--- trace\n" << t->text;
+    if (const Section* t = c.find("old_outfile")) writeSection(o, "old_outfile", t->text);
     writeSection(o, "stdout", got.out);
     if (!got.err.empty()) writeSection(o, "stderr", got.err);
     if (c.find("outfile") || !outfile.empty()) writeSection(o, "outfile", outfile);
@@ -236,6 +243,7 @@ int runCase(const std::string& bin, const std::string& path, bool update) {
   if (got.err != expect("stderr")) showDiff("stderr", expect("stderr"), got.err), ok = false;
   if (c.find("outfile") && outfile != expect("outfile"))
     showDiff("outfile", expect("outfile"), outfile), ok = false;
+  if (!traceKept) std::cerr << "  the trace file was changed\n", ok = false;
   if (got.status != status) {
     std::cerr << "  status: expected " << status << ", actual " << got.status << "\n";
     ok = false;

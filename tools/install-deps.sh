@@ -12,9 +12,14 @@ set -euo pipefail
 tool_packages=(
   cmake
   g++
+  libsqlite3-dev
   make
+  pkg-config
 )
+# chromium opens the HTML report (tests/report/browser_test.sh), with a font.
 test_packages=(
+  chromium
+  fonts-dejavu-core
   groff-base
   libbenchmark-dev
   libgmock-dev

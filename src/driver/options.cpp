@@ -90,12 +90,16 @@ int parseArgs(int argc, char** argv, Options& opt, Output& out) {
     if (strcmp(a, "-o") == 0) {
       if (i + 1 >= argc) return usage();
       const char* file = argv[++i];
-      FILE* f = fopen(file, "w");
-      if (!f) {
+      if (!out.openFile(file)) {
         out.perror(file);
         return 1;
       }
-      out.setFile(f);
+      continue;
+    }
+    // Named outputs beside the listing; the usage text keeps the design's list.
+    if (strcmp(a, "-report") == 0 || strcmp(a, "-db") == 0) {
+      if (i + 1 >= argc) return usage();
+      (a[1] == 'r' ? opt.report : opt.db) = argv[++i];
       continue;
     }
     if (strcmp(a, "-platform") == 0) {

@@ -25,6 +25,8 @@ struct Options {
   int32_t g_idbg = 0;           // WIREPRINTDBG=1
   std::string progname;
   std::string inpfile;
+  std::string report;  // -report FILE: HTML report of round trips
+  std::string db;      // -db FILE: SQLite database of the trace
 };
 
 class Output;

@@ -1,5 +1,9 @@
 #include "driver/output.h"
 
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
 #include <cerrno>
 #include <cstring>
 
@@ -17,26 +21,126 @@ constexpr size_t kFastRoom = 1024;
 Output::Output() : fp_(stdout), buf_(kBufferSize) {}
 
 Output::~Output() {
-  sync();
+  try {
+    sync();
+  } catch (const WriteError&) {
+  }
+  closeFile();
+}
+
+void Output::closeFile() {
   if (fp_ != stdfp_) fclose(fp_);
+  fp_ = stdfp_;
+  fileName_.clear();
+  holding_ = false;
+  held_.clear();
 }
 
 void Output::setFile(FILE* f) {
   sync();
-  if (fp_ != stdfp_) fclose(fp_);
+  closeFile();
   fp_ = f;
 }
 
+bool Output::openFile(const char* path) {
+  // Not truncated here: a run that fails before its trace is open must leave
+  // an existing file as it was.
+  int fd = open(path, O_WRONLY | O_CREAT, 0666);
+  if (fd < 0) return false;
+  FILE* f = fdopen(fd, "w");
+  if (!f) {
+    int saved = errno;
+    close(fd);
+    errno = saved;
+    return false;
+  }
+  setFile(f);
+  fileName_ = path;
+  holding_ = true;
+  return true;
+}
+
+void Output::startListing() {
+  if (!holding_) return;
+  holding_ = false;
+  int fd = fileno(fp_);
+  struct stat st;
+  if (fstat(fd, &st) == 0 && S_ISREG(st.st_mode) && ftruncate(fd, 0) != 0) fail(errno, true);
+  if (!held_.empty() && fwrite(held_.data(), 1, held_.size(), fp_) != held_.size())
+    fail(errno, true);
+  held_.clear();
+}
+
+const char* Output::sameFileAs(int fd) const {
+  struct stat in, out;
+  if (fd < 0 || fstat(fd, &in) != 0 || !S_ISREG(in.st_mode)) return nullptr;
+  if (fstat(fileno(fp_), &out) != 0 || !S_ISREG(out.st_mode)) return nullptr;
+  if (in.st_dev != out.st_dev || in.st_ino != out.st_ino) return nullptr;
+  return fileName_.empty() ? "standard output" : fileName_.c_str();
+}
+
+void Output::finish() {
+  sync();
+  if (fileName_.empty() || fp_ == stdfp_) return;
+  // Bytes held for a listing that never started are dropped; the name stays
+  // for the report.
+  FILE* f = fp_;
+  fp_ = stdfp_;
+  holding_ = false;
+  held_.clear();
+  if (fclose(f) != 0) fail(errno, true);
+}
+
+void Output::fail(int err, bool inFile) {
+  if (!error_) {
+    error_ = err ? err : EIO;
+    errorInFile_ = inFile;
+  }
+  len_ = 0;
+  throw WriteError{};
+}
+
+void Output::reportWriteError(const char* prog) {
+  if (!error_ || error_ == EPIPE) return;
+  if (errorInFile_ && !fileName_.empty()) {
+    fprintf(errfp_, "%s: write error: %s: %s\n", prog, fileName_.c_str(), strerror(error_));
+  } else {
+    fprintf(errfp_, "%s: write error: %s\n", prog, strerror(error_));
+  }
+  fflush(errfp_);
+}
+
+void Output::guardStandardStreams() {
+  for (int want : {1, 2}) {
+    if (fcntl(want, F_GETFD) != -1 || errno != EBADF) continue;
+    int fd = open("/dev/null", O_RDONLY);
+    if (fd >= 0 && fd != want) {
+      dup2(fd, want);
+      close(fd);
+    }
+  }
+}
+
+// Bytes that cannot be written end the run; after a failure nothing more is
+// tried.
 void Output::drain() {
   if (len_ == 0) return;
-  fwrite(buf_.data(), 1, len_, fp_);
+  if (error_) {
+    len_ = 0;
+    return;
+  }
+  if (holding_) {
+    held_.append(buf_.data(), len_);
+  } else if (fwrite(buf_.data(), 1, len_, fp_) != len_) {
+    fail(errno, fp_ != stdfp_);
+  }
   written_ += len_;
   len_ = 0;
 }
 
 void Output::sync() {
   drain();
-  fflush(fp_);
+  if (!error_ && !holding_ && fflush(fp_) != 0) fail(errno, fp_ != stdfp_);
 }
 
 char* Output::reserve(size_t n) {
@@ -54,12 +158,13 @@ void Output::commit(size_t n) {
 void Output::write(const void* data, size_t n) {
   if (n > buf_.size() - len_) {
     drain();
-    if (n >= buf_.size()) {
-      fwrite(data, 1, n, fp_);
+    if (n >= buf_.size() && !holding_ && !error_) {
+      if (fwrite(data, 1, n, fp_) != n) fail(errno, fp_ != stdfp_);
       written_ += n;
-      if (lineFlush_ && memchr(data, '\n', n)) fflush(fp_);
+      if (lineFlush_ && memchr(data, '\n', n)) sync();
       return;
     }
+    if (n >= buf_.size()) buf_.resize(n);
   }
   memcpy(buf_.data() + len_, data, n);
   len_ += n;
@@ -151,16 +256,17 @@ void Output::perror(const char* what) {
 }
 
 void Output::out(const char* fmt, ...) {
+  if (fp_ != stdfp_) sync();
   va_list ap;
   va_start(ap, fmt);
+  bool failed = false;
   if (fp_ == stdfp_) {
     vprintf(fmt, ap);
-  } else {
-    sync();
-    vfprintf(stdfp_, fmt, ap);
-    fflush(stdfp_);
+  } else if (!error_) {
+    failed = vfprintf(stdfp_, fmt, ap) < 0 || fflush(stdfp_) != 0;
   }
   va_end(ap);
+  if (failed) fail(errno, false);
 }
 
 }  // namespace wp

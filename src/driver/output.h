@@ -9,11 +9,16 @@
 #include <cstdarg>
 #include <cstdio>
 #include <memory>
+#include <string>
 #include <string_view>
 
 #define WP_PRINTF(fmt, args) __attribute__((format(printf, fmt, args)))
 
 namespace wp {
+
+// Thrown when the listing (or standard output) cannot be written: the run
+// ends at once, and the top level reports it.
+struct WriteError {};
 
 class Output {
  public:
@@ -43,9 +48,32 @@ class Output {
   // Writes everything buffered to the stream now.
   void sync();
 
-  // Redirects the listing to a file opened by "-o" (the stream is owned).
+  // Redirects the listing to a stream (owned from now on).
   void setFile(FILE* f);
+  // Redirects the listing to the "-o" file, created when missing but not yet
+  // emptied: what is listed before startListing() is held back. False with
+  // errno set when it cannot be opened.
+  bool openFile(const char* path);
+  // The run is going to write its listing: an "-o" file is emptied now and
+  // receives what was held back. A run that never gets here leaves the file
+  // as it was.
+  void startListing();
+  // The name of the file (or "standard output") that receives the listing
+  // when it is the regular file open as `fd`, else null.
+  const char* sameFileAs(int fd) const;
+  // Writes out everything and closes an "-o" file; throws WriteError.
+  void finish();
   bool toStdout() const { return fp_ == stdfp_; }
+
+  // Errno of the first failed write, 0 when none failed.
+  int writeError() const { return error_; }
+  // "PROG: write error: [FILE: ]REASON" on standard error; nothing for a
+  // closed pipe, whose reader has gone on purpose.
+  void reportWriteError(const char* prog);
+  // A closed standard output or error gets /dev/null opened for reading in
+  // its place, so that writes to it fail rather than reach a file opened
+  // later in its descriptor.
+  static void guardStandardStreams();
   // Benchmarks can turn on a real flush after every line to measure buffering.
   void setLineFlush(bool on) { lineFlush_ = on; }
 
@@ -69,6 +97,8 @@ class Output {
  private:
   void drain();
   void slowPrintf(const char* fmt, va_list ap) WP_PRINTF(2, 0);
+  [[noreturn]] void fail(int err, bool inFile);
+  void closeFile();
 
   FILE* fp_;
   FILE* errfp_ = stderr;
@@ -87,6 +117,11 @@ class Output {
   size_t len_ = 0;
   size_t written_ = 0;
   bool lineFlush_ = false;
+  std::string fileName_;  // of the "-o" file
+  bool holding_ = false;  // the "-o" file is not emptied yet
+  std::string held_;      // listed before it was
+  int error_ = 0;
+  bool errorInFile_ = false;
 };
 
 }  // namespace wp

@@ -46,8 +46,9 @@ double decodeTime(const uint8_t* t, int format) {
 
 // Local time of a whole second, "%Y-%m-%d %T"; empty when it cannot be shown.
 bool formatSecond(Reader& rd, double seconds) {
-  // Beyond what time_t and a four-or-more digit year handle sensibly.
-  if (!(seconds < 9.2e15)) return false;
+  // Any whole second local time can convert, whatever its year; only a
+  // number beyond 64 bits cannot even be asked.
+  if (!(seconds < 9.2e18)) return false;
   auto whole = static_cast<int64_t>(seconds);
   if (whole == rd.cachedSecond) return true;
   time_t t = static_cast<time_t>(whole);
@@ -168,6 +169,7 @@ int getpacket(Run& run, const uint8_t* carry, int32_t carrylen) {
       em.at(-1);
       em.error("\nERROR: DIR Expected.\n");
     }
+    if (!known && run.an) run.an->damaged(true);
     if (code[0] == 'C') {
       ++run.sum.cs_packets;
       rd.dirLetter = 'c';
@@ -196,6 +198,7 @@ int getpacket(Run& run, const uint8_t* carry, int32_t carrylen) {
         em.also("n", rd.g_ipkt);
         em.field("address", text, "\nCLIENT THREAD OSTCB ADDRESS: 0x%s\n", text);
         run.thr.select(static_cast<int64_t>(strtol(text, nullptr, 0)));
+        if (run.an) run.an->threadMarker(run, text);
         em.also("thread", run.thr.cur->index);
         em.endRecord();
       }
@@ -207,6 +210,7 @@ int getpacket(Run& run, const uint8_t* carry, int32_t carrylen) {
     }
     run.out.flush();
     if (fork) {
+      if (run.an) run.an->fork();
       rd.served += std::max(rd.packetlen, 0);
       return 0;
     }
@@ -264,7 +268,11 @@ int getpacket(Run& run, const uint8_t* carry, int32_t carrylen) {
   if (!em.json()) run.out.put('\n');
   em.endRecord();
 
-  if (!fillPacket(run, carry, carrylen, len)) return -1;
+  if (run.an) run.an->packet(run, code[0] == 'C', len);
+  if (!fillPacket(run, carry, carrylen, len)) {
+    if (run.an) run.an->damaged();
+    return -1;
+  }
   rd.served += std::max(rd.packetlen, 0);
 
   if (!first && run.dec.prev_msgtype >= 1 && run.dec.prev_msgtype <= 139)

@@ -5,6 +5,7 @@
 #include <cstring>
 #include <string>
 
+#include "analysis/outputs.h"
 #include "messages/dispatch.h"
 
 namespace wp {
@@ -54,6 +55,7 @@ int startUp(Run& run, int argc, char** argv, EnvLookup env) {
     run.json = std::make_unique<JsonRender>(run.out, run.rd);
     run.em.setJson(run.json.get());
   }
+  if ((status = analysis::startOutputs(run, argc, argv)) >= 0) return status;
 
   if (!opt.timestamp && opt.cmd_time) {
     notice(run, "-notimestamp is set, so -cmd_time will be ignored\n");
@@ -92,6 +94,12 @@ int startUp(Run& run, int argc, char** argv, EnvLookup env) {
     run.out.perror(opt.inpfile.c_str());
     return 1;
   }
+  // Writing the listing over the trace would destroy what is being read.
+  if (const char* same = run.out.sameFileAs(run.rd.file.fd())) {
+    run.out.err("%s: Output file is the input file\n", same);
+    return 1;
+  }
+  run.out.startListing();
   return -1;
 }
 
@@ -105,19 +113,30 @@ void endOfRun(Run& run) {
 int runMain(Run& run, int argc, char** argv, EnvLookup env) {
   int status = 0;
   try {
-    status = startUp(run, argc, argv, env);
-    if (status < 0) {
-      if (readHeader(run)) {
-        while (getpacket(run, nullptr, 0) == 0) printpacket(run);
+    try {
+      status = startUp(run, argc, argv, env);
+      if (status < 0) {
+        if (readHeader(run)) {
+          while (getpacket(run, nullptr, 0) == 0) printpacket(run);
+        }
+        endOfRun(run);
+        status = 0;
       }
-      endOfRun(run);
-      status = 0;
+    } catch (const Exit& e) {
+      status = e.status;
     }
-  } catch (const Exit& e) {
-    status = e.status;
+    run.em.finish();
+    // Also after a damaged trace cut the run short.
+    if (run.an && !analysis::writeOutputs(run) && status == 0) status = 1;
+    run.out.finish();
+  } catch (const WriteError&) {
   }
-  run.em.finish();
-  run.out.sync();
+  // A listing that did not reach its destination fails the run, whatever
+  // else happened.
+  if (run.out.writeError()) {
+    run.out.reportWriteError(run.opt.progname.empty() ? "wireprint" : run.opt.progname.c_str());
+    return 2;
+  }
   return status;
 }
 

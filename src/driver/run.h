@@ -6,6 +6,7 @@
 #include <memory>
 #include <string>
 
+#include "analysis/collector.h"
 #include "driver/options.h"
 #include "driver/output.h"
 #include "driver/reader.h"
@@ -48,6 +49,9 @@ struct Run {
   StmtStats stmts;
   Codeset cs;
   std::string textbuf;  // printstring's text, grown as needed
+  // Round trips for -report and -db; null without them, so the hooks cost a
+  // test of a pointer.
+  std::unique_ptr<analysis::Collector> an;
 
   [[noreturn]] void exit(int status) { throw Exit{status}; }
   // A debug line on standard error, only with WIREPRINTDBG=1.

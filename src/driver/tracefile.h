@@ -16,6 +16,8 @@ class TraceFile {
   // Reads from memory instead (tests, fuzzing).
   void openMemory(const uint8_t* data, size_t size);
   bool isOpen() const { return fd_ >= 0 || mem_; }
+  // The descriptor of an opened path, -1 for memory.
+  int fd() const { return fd_; }
 
   // Copies up to n bytes to dst (which may be null to skip them); returns the
   // count read. A short count means end of file or, with error() set, a read

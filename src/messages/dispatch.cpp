@@ -46,6 +46,7 @@ void printpacketFrom(Run& run, int32_t start) {
       int32_t offset = cur.pos;
       int16_t type = cur.getShort();
       dec.msgtype = type;
+      if (run.an) run.an->message(type, cur.pos - 2);
       if (run.opt.g_idbg) {
         run.dbg("printpacket: ");
         run.dbg("msgtyp = %3d/%-12s  ", type, sqmsgname(type));
@@ -58,6 +59,7 @@ void printpacketFrom(Run& run, int32_t start) {
       auto utype = static_cast<uint16_t>(type);
       Decoder decode = utype < kNumTypes ? kMessages[utype].decode : nullptr;
       if (!decode) {
+        if (run.an) run.an->damaged();
         cur.drop();
         run.em.error(
             "\nERROR: Invalid msg type: %hd (0x%x).  Reset Message to skip forward to next "
@@ -73,6 +75,7 @@ void printpacketFrom(Run& run, int32_t start) {
   }
   run.em.at(cur.pos);
   if (cur.left < 0) run.em.error("\nERROR: Read too far.\n");
+  if (cur.left < 0 && run.an) run.an->damaged();
   run.out.flush();
 }
 

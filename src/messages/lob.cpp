@@ -75,10 +75,12 @@ void lodataChunks(Run& run, Cursor& cur, int32_t total) {
     int16_t size = cur.i16();
     if (shown(run)) run.out.printf("\t\t Size: %d\n", size);
     if (size <= 0) return;
-    if (run.opt.blob_hex)
+    if (run.opt.blob_hex) {
       hexdump(cur, size);
-    else
+      cur.padAfter(size);
+    } else {
       skipData(cur, size);
+    }
     total -= size;
   }
 }
@@ -321,11 +323,8 @@ void decodeFileWrite(Run& run, Cursor& cur) {
       int32_t total = cur.i32();
       if (shown(run)) run.out.printf("\t\tTotal Size: %d\n", total);
     }
-    if (!lob.writeOpen()) {
-      run.out.printf("\nERROR: A file write closes that was never opened.\n");
-      return;
-    }
-    --lob.write_top;
+    // With no write open this is a closing header and nothing more.
+    if (lob.writeOpen()) --lob.write_top;
     return;
   }
   skipData(cur, cur.i16());

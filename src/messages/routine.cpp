@@ -350,6 +350,7 @@ void decodeVput(Run& run, Cursor& cur) {
     if (run.opt.dump_tuple) {
       if (show) o.printf("\t\tSize of data row(%hd): %d\n", static_cast<int16_t>(i), sizes[i]);
       hexdump(cur, size);
+      cur.padAfter(size);
     } else {
       cur.skip(size);
       if (size & 1) cur.skip(1);

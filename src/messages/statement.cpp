@@ -241,6 +241,7 @@ void decodeErr(Run& run, Cursor& cur) {
   run.em.field("sql_error", sqlerr, "\t\tSQL error..........: %hd\n", sqlerr);
   int16_t isam = cur.i16();
   run.em.field("isam_error", isam, "\t\tISAM/RSAM error....: %hd\n", isam);
+  if (run.an) run.an->sqlError(sqlerr, isam);
   // A long offset prints by its low 16 bits, as the short one always did.
   int32_t offset = run.caps.protocolver.has(kLongTextLength) ? cur.i32() : cur.i16();
   auto low = static_cast<int16_t>(offset & 0xffff);
@@ -345,7 +346,7 @@ void decodeInsertDone(Run& run, Cursor& cur) {
 void decodeFetchBlob(Run& run, Cursor& cur) {
   constexpr int32_t kDescriptor = 56;  // large-object descriptor
   if (run.opt.blob_hex)
-    hexdump(cur, kDescriptor);
+    cur.padAfter(hexdump(cur, kDescriptor));
   else
     cur.skipPadded(kDescriptor);
 }
@@ -354,7 +355,7 @@ void decodeBlob(Run& run, Cursor& cur) {
   int16_t n = cur.i16();
   if (!run.opt.min) run.em.field("blob_bytes", n, "\t\t<%hd bytes of BLOB DATA>\n", n);
   if (run.opt.blob_hex)
-    hexdump(cur, n);
+    cur.padAfter(hexdump(cur, n));
   else
     cur.skipPadded(n);
   if (n == 0) return;

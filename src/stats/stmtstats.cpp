@@ -343,6 +343,7 @@ void dbg_stmt(Run& run) {
 }
 
 void statementText(Run& run, const char* text, int32_t len) {
+  if (run.an) run.an->statementText(run, text, len);
   if (!run.opt.stmtstats) return;
   ThreadEntry& t = *run.thr.cur;
   // Wraps rather than overflows on absurd packet numbers.
@@ -351,6 +352,7 @@ void statementText(Run& run, const char* text, int32_t len) {
 }
 
 void serverStatementId(Run& run, int32_t id, bool retire) {
+  if (run.an) run.an->statementId(run, id);
   ThreadEntry& t = *run.thr.cur;
   int32_t cur = t.stmtid;
   if (run.opt.stmtstats && cur >= StmtStats::kProvisional) {

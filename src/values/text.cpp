@@ -81,7 +81,7 @@ size_t dumpOffset(char* o, uint32_t i) {
 
 // One walk through the packets for both renderings: the listing formats each
 // line as it goes, JSON collects the bytes for one hex string.
-void hexdump(Cursor& cur, int32_t n, const char* key) {
+int32_t hexdump(Cursor& cur, int32_t n, const char* key) {
   Emit& em = cur.run.em;
   const bool json = em.json();
   std::string bytes;
@@ -93,6 +93,7 @@ void hexdump(Cursor& cur, int32_t n, const char* key) {
   }
   uint8_t line[16];  // bytes of the line being printed (its packet may be gone)
   int col = 0;       // bytes on the current line
+  int32_t lastPart = 0;
   for (int32_t i = 0; i < n;) {
     if (cur.left <= 0) {
       if (!json) {
@@ -101,6 +102,7 @@ void hexdump(Cursor& cur, int32_t n, const char* key) {
       }
       while (cur.left <= 0) cur.nextPacket();
       col = 0;
+      lastPart = 0;
     }
     // The bytes of this line that lie in this packet, formatted in one go.
     int32_t k = std::min({16 - col, cur.left, n - i});
@@ -125,6 +127,7 @@ void hexdump(Cursor& cur, int32_t n, const char* key) {
     cur.advance(k);
     i += k;
     col += k;
+    lastPart += k;
     if (col == 16) {
       if (!json) {
         hexascii(out, 16, line);
@@ -142,7 +145,7 @@ void hexdump(Cursor& cur, int32_t n, const char* key) {
     out.write(kEquals, sizeof kEquals - 1);
   }
   out.flush();
-  if (n > 0 && (n & 1)) cur.advance(1);
+  return lastPart;
 }
 
 namespace {
@@ -188,8 +191,10 @@ void printchar(Cursor& cur, int32_t len, const char* key) {
   if (cur.left <= 0) cur.nextPacket();
   // The value whole, from the packets that hold it.
   std::string& wire = run.textbuf;
+  // Where each packet's part begins matters only when a conversion can make
+  // the count differ from the wire length.
   std::vector<int32_t> starts;
-  int32_t lastPart = cur.gather(len, wire, &starts);
+  int32_t lastPart = cur.gather(len, wire, convertsRead(run) ? &starts : nullptr);
   const char* value = wire.c_str();
   auto have = static_cast<int32_t>(wire.size());
   int32_t shownLen = len;

@@ -17,8 +17,10 @@ void printstring(Cursor& cur, int32_t len, const char* label, int force, const c
 // A character value of len bytes; the caller printed its label.
 void printchar(Cursor& cur, int32_t len, const char* key = "data");
 // A framed hex and character dump of the next n bytes (JSON: the bytes as one
-// hex string under key).
-void hexdump(Cursor& cur, int32_t n, const char* key = "hex_dump");
+// hex string under key). Returns how many of them lay in the last packet; the
+// caller skips the pad byte, if any, by the same rule as the skip the dump
+// stands for.
+int32_t hexdump(Cursor& cur, int32_t n, const char* key = "hex_dump");
 // The character column of a dump line: the count bytes at `bytes`.
 void hexascii(Output& out, int count, const uint8_t* bytes);
 

@@ -47,10 +47,11 @@ bool namesRow(const Cursor& cur, int32_t len) {
 void printDecimal(Cursor& cur) {
   Run& run = cur.run;
   int16_t n = cur.i16();
-  // At most 18 bytes carry the value; they must lie together. The NULL test
-  // looks at two bytes even when the field is shorter.
+  // At most 18 bytes carry the value, but the whole field is refilled so that
+  // it lies together and its pad goes by its own length. The NULL test looks
+  // at two bytes even when the field is shorter.
   int32_t take = std::clamp<int32_t>(n, 0, 18);
-  if (take > 0) cur.need(take);
+  if (n > 0) cur.need(n);
   uint8_t b[18] = {};
   int32_t look = std::min(std::max(take, 2), std::max(cur.left, 0));
   if (look > 0) memcpy(b, cur.ptr(), static_cast<size_t>(look));
@@ -80,7 +81,7 @@ int32_t longLength(Cursor& cur) {
 void printUdt(Cursor& cur) {
   int32_t n = longLength(cur);
   if (cur.run.opt.udt_hex)
-    hexdump(cur, n);
+    cur.padAfter(hexdump(cur, n));
   else
     cur.skipPadded(n);
 }
@@ -150,7 +151,7 @@ bool printData(Cursor& cur, int type, bool row) {
     case 12:
       em.text("\n");
       if (run.opt.blob_hex)
-        hexdump(cur, 56);
+        cur.padAfter(hexdump(cur, 56));
       else
         cur.skipPadded(56);
       break;

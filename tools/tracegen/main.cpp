@@ -14,7 +14,8 @@ void usage() {
   fprintf(stderr,
           "usage: tracegen [--size N[K|M|G]] [--ops N] [--seed N] [--statements N]\n"
           "                [--new-ratio F] [--threads N] [--session iv310|protocols]\n"
-          "                [--max-packet N] [--rows N] [--stats] [-o FILE]\n");
+          "                [--max-packet N] [--rows N] [--slow FROM:TO:FACTOR] [--stats]\n"
+          "                [-o FILE]\n");
 }
 
 bool parseCount(const char* s, uint64_t& out) {
@@ -75,6 +76,9 @@ int main(int argc, char** argv) {
       char* end;
       cfg.newRatio = strtod(v, &end);
       ok = *v && !*end;
+    } else if (a == "--slow") {
+      // Seconds after the start, and how many times slower the server is.
+      ok = sscanf(v, "%lf:%lf:%lf", &cfg.slowFrom, &cfg.slowTo, &cfg.slowFactor) == 3;
     } else if (a == "--session") {
       std::string s = v;
       ok = s == "iv310" || s == "protocols";

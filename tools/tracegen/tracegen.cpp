@@ -251,7 +251,9 @@ class Generator {
 
   void exchange(const Exchange& ex) {
     send(ex.cs, true);
-    now_ += 0.0001 + 0.02 * std::pow(rng_.unit(), 4);  // server time
+    double since = now_ - kStartTime;
+    double slow = since >= cfg_.slowFrom && since < cfg_.slowTo ? cfg_.slowFactor : 1;
+    now_ += slow * (0.0001 + 0.02 * std::pow(rng_.unit(), 4));  // server time
     send(ex.sc, false);
     now_ += 0.00005 + 0.005 * std::pow(rng_.unit(), 4);  // client time
   }
@@ -913,6 +915,8 @@ std::string check(const Config& cfg) {
   if (cfg.maxRows < 1 || cfg.maxRows > 100000) return "--rows must be from 1 to 100000";
   if (!(cfg.newRatio >= 0 && cfg.newRatio <= 1)) return "--new-ratio must be from 0 to 1";
   if (!cfg.size && !cfg.ops) return "give --size or --ops (or both)";
+  if (!(cfg.slowFactor >= 1 && cfg.slowFactor <= 1000) || !(cfg.slowTo >= cfg.slowFrom))
+    return "--slow wants FROM:TO:FACTOR with FROM <= TO and FACTOR from 1 to 1000";
   return {};
 }
 

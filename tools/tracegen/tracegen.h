@@ -30,6 +30,9 @@ struct Config {
   Session session = Session::InternalVersion;
   int maxPacket = 32000;  // longer message streams are cut into packets of this size
   int maxRows = 400;      // rows of the largest result set or PUT batch
+  // A slow phase: from slowFrom to slowTo seconds after the start, the server
+  // takes slowFactor times as long to answer.
+  double slowFrom = 0, slowTo = 0, slowFactor = 1;
 };
 
 // What a run wrote; the records are counted as the reader counts them.

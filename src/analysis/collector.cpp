@@ -1,0 +1,217 @@
+// Pairs requests with replies per client thread and keeps what the report
+// and the store show of them.
+#include "analysis/collector.h"
+
+#include <algorithm>
+#include <cmath>
+#include <cstring>
+
+#include "driver/run.h"
+#include "stats/stmtstats.h"
+
+namespace wp::analysis {
+
+namespace {
+
+// Rows of a result set come as TUPLE (or SGKTUPLE) messages in the reply.
+bool isRow(int16_t type) {
+  return type == 14 || type == 136;
+}
+
+uint64_t idKey(uint32_t thread, int32_t id) {
+  return uint64_t{thread} << 32 | static_cast<uint32_t>(id);
+}
+
+}  // namespace
+
+int Collector::coarseBin(double latency) {
+  if (!(latency >= 1e-6)) return 0;
+  // The epsilon keeps exact powers of ten in their own bin.
+  double b = std::floor(4 * std::log10(latency / 1e-6) + 1e-9) + 1;
+  return b >= kCoarseBins - 1 ? kCoarseBins - 1 : static_cast<int>(b);
+}
+
+ThreadStats& Collector::threadOf(int64_t key) {
+  auto [it, fresh] = threadIndex_.try_emplace(key, static_cast<uint32_t>(threads.size()));
+  if (fresh) {
+    threads.emplace_back();
+    threads.back().key = key;
+  }
+  return threads[it->second];
+}
+
+uint32_t Collector::groupOf(std::string text) {
+  auto [it, fresh] = groupIndex_.try_emplace(std::move(text), static_cast<uint32_t>(groups.size()));
+  if (fresh) {
+    groups.emplace_back();
+    groups.back().text = it->first;
+  }
+  return it->second;
+}
+
+void Collector::packet(Run& run, bool client, int32_t length) {
+  afterFork_ = false;
+  ++packetNo_;
+  int32_t len = std::max(length, 0);
+  int dir = client ? 0 : 1;
+  ++packets[dir];
+  bytes[dir] += len;
+  double time = run.rd.time_fl;
+  if (time > 0) {
+    if (firstTime == 0 || time < firstTime) firstTime = time;
+    lastTime = std::max(lastTime, time);
+  }
+  ThreadStats& t = threadOf(run.thr.cur->key);
+  cur_ = &t;
+  ++t.packets;
+  if (client) {
+    if (t.open) close(t);
+    t.open = true;
+    t.trip = RoundTripRow{++trips, packetNo_, t.key, 0, time, -1, 0, len, 0, false, 0, 0};
+  } else if (t.open) {
+    RoundTripRow& r = t.trip;
+    if (r.replyPackets++ == 0) {
+      r.latency = std::max(time - r.start, 0.0);
+      // The request's own messages have named its statement by now.
+      r.statement = t.current == UINT32_MAX ? 0 : int64_t{t.current} + 1;
+    }
+    r.bytes += len;
+  }
+  if (sink_) {
+    sink_->packet(
+        PacketRow{packetNo_, run.rd.g_ipkt, client, len, time, t.key, t.open ? t.trip.number : 0});
+  }
+}
+
+void Collector::threadMarker(Run& run, const char* text) {
+  ThreadStats& t = threadOf(run.thr.cur->key);
+  if (t.address.empty()) t.address = std::string("0x") + text;
+}
+
+void Collector::fork() {
+  ++forks;
+  // The reader hands the last packet to the decoders once more: its messages
+  // were counted already.
+  afterFork_ = true;
+}
+
+void Collector::message(int16_t type, int32_t offset) {
+  if (afterFork_ || !cur_) return;
+  ++messages;
+  if (sink_) sink_->message(MessageRow{packetNo_, std::max(offset, 0), type});
+  if (isRow(type) && cur_->open && cur_->trip.replyPackets > 0) ++cur_->trip.rows;
+}
+
+void Collector::sqlError(int16_t sqlerr, int16_t isam) {
+  if (afterFork_ || !cur_) return;
+  ++errors;
+  ThreadStats& t = *cur_;
+  ++t.errors;
+  int64_t stmt = t.current == UINT32_MAX ? 0 : int64_t{t.current} + 1;
+  int64_t trip = 0;
+  if (t.open) {
+    RoundTripRow& r = t.trip;
+    if (r.replyPackets > 0) stmt = r.statement;
+    trip = r.number;
+    if (!r.error) {
+      r.error = true;
+      r.sqlError = sqlerr;
+      r.isamError = isam;
+    }
+  }
+  ErrorGroup& g = errorGroups[{sqlerr, isam}];
+  if (g.count++ == 0) {
+    g.firstPacket = packetNo_;
+    g.firstGroup = stmt ? statements[static_cast<size_t>(stmt - 1)].group : UINT32_MAX;
+  }
+  if (sink_) sink_->error(ErrorRow{trip, packetNo_, stmt, sqlerr, isam});
+}
+
+void Collector::statementText(Run& run, const char* text, int32_t len) {
+  if (afterFork_ || !cur_) return;
+  ThreadStats& t = *cur_;
+  auto thread = static_cast<uint32_t>(&t - threads.data());
+  StatementInst s;
+  s.thread = run.thr.cur->index;
+  s.threadKey = t.key;
+  // As the statement statistics do: the record number names it until the
+  // server gives it an id.
+  s.id = static_cast<int32_t>(static_cast<uint32_t>(run.rd.g_ipkt) + 1000000u);
+  s.provisional = true;
+  s.group = groupOf(normaliseSql(text, len));
+  if (keepTexts_) s.raw.assign(text, len > 0 ? strnlen(text, static_cast<size_t>(len)) : 0);
+  t.current = static_cast<uint32_t>(statements.size());
+  statements.push_back(std::move(s));
+  byId_[idKey(thread, statements.back().id)] = t.current;
+  ++t.statements;
+}
+
+void Collector::statementId(Run& run, int32_t id) {
+  if (afterFork_ || !cur_) return;
+  ThreadStats& t = *cur_;
+  auto thread = static_cast<uint32_t>(&t - threads.data());
+  if (t.current != UINT32_MAX && statements[t.current].provisional) {
+    statements[t.current].provisional = false;
+    statements[t.current].id = id;
+    byId_[idKey(thread, id)] = t.current;
+    return;
+  }
+  auto it = byId_.find(idKey(thread, id));
+  if (it != byId_.end()) {
+    t.current = it->second;
+    return;
+  }
+  // A statement prepared before the trace began: its text is unknown.
+  StatementInst s;
+  s.thread = run.thr.cur->index;
+  s.threadKey = t.key;
+  s.id = id;
+  s.group = groupOf(std::string());
+  t.current = static_cast<uint32_t>(statements.size());
+  statements.push_back(std::move(s));
+  byId_[idKey(thread, id)] = t.current;
+}
+
+void Collector::damaged(bool nextPacket) {
+  int64_t at = packetNo_ + (nextPacket ? 1 : 0);
+  if (at == lastDamaged_) return;
+  lastDamaged_ = at;
+  ++damagedPackets;
+}
+
+void Collector::close(ThreadStats& t) {
+  RoundTripRow& r = t.trip;
+  t.open = false;
+  if (r.replyPackets == 0) r.statement = t.current == UINT32_MAX ? 0 : int64_t{t.current} + 1;
+  ++t.trips;
+  StatementGroup* g =
+      r.statement ? &groups[statements[static_cast<size_t>(r.statement - 1)].group] : nullptr;
+  if (g) {
+    ++g->trips;
+    g->rows += static_cast<uint64_t>(r.rows);
+    if (r.error) ++g->errors;
+  }
+  if (r.latency >= 0) {
+    ++replied;
+    t.busy += r.latency;
+    all.add(r.latency);
+    ++coarse[static_cast<size_t>(coarseBin(r.latency))];
+    if (g) {
+      ++g->replied;
+      g->total += r.latency;
+      g->max = std::max(g->max, r.latency);
+      if (keepLatencies_) g->latencies.push_back(static_cast<float>(r.latency));
+    }
+  }
+  timeline.add(r.start, r.latency);
+  if (sink_) sink_->roundTrip(r);
+}
+
+void Collector::finish(Run& run) {
+  for (ThreadStats& t : threads)
+    if (t.open) close(t);
+  clientTime = run.timing.client_time_fl;
+  serverTime = run.timing.server_time_fl;
+}
+
+}  // namespace wp::analysis

@@ -1,0 +1,178 @@
+// Round trips of a trace and what the report and the database need of them.
+//
+// The reader, the dispatcher and the statement decoders call the hooks below
+// (only when -report or -db asked for a collector). A round trip is a client
+// thread's request packet and the server packets of that thread that follow it
+// until the thread's next request; its latency runs from the request to the
+// first reply packet. Rows go to an optional RowSink as they complete, and
+// each carries the trace id, so that the collectors of several traces can
+// later feed one store.
+#pragma once
+
+#include <array>
+#include <cstdint>
+#include <map>
+#include <memory>
+#include <string>
+#include <unordered_map>
+#include <utility>
+#include <vector>
+
+#include "analysis/percentile.h"
+#include "analysis/timeline.h"
+
+namespace wp {
+struct Run;
+}
+
+namespace wp::analysis {
+
+struct PacketRow {
+  int64_t number;     // packets of the trace, from 1; markers not counted
+  int64_t record;     // records read, markers included (the debug lines' packet #)
+  bool client;        // C->S
+  int32_t length;     // data bytes of the record
+  double time;        // seconds since the epoch; 0 without time stamps
+  int64_t thread;     // the MT address of its client thread (0 before any)
+  int64_t roundTrip;  // 0 when it belongs to none
+};
+
+struct MessageRow {
+  int64_t packet;  // where the message type starts
+  int32_t offset;  // of the type in that packet (carried bytes included)
+  int16_t type;
+};
+
+struct RoundTripRow {
+  int64_t number;
+  int64_t requestPacket;
+  int64_t thread;
+  int64_t statement;  // 0 when the thread had none yet
+  double start;
+  double latency;  // < 0: no reply came
+  int32_t replyPackets;
+  int64_t bytes;  // request and reply data bytes
+  int64_t rows;   // TUPLE messages in the reply
+  bool error;
+  int16_t sqlError, isamError;
+};
+
+struct ErrorRow {
+  int64_t roundTrip, packet, statement;
+  int16_t sqlError, isamError;
+};
+
+// Where rows go as they complete (the SQLite store).
+class Collector;
+
+class RowSink {
+ public:
+  virtual ~RowSink() = default;
+  virtual void packet(const PacketRow& r) = 0;
+  virtual void message(const MessageRow& r) = 0;
+  virtual void roundTrip(const RoundTripRow& r) = 0;
+  virtual void error(const ErrorRow& r) = 0;
+  // The trace is done: the last rows, then the file is complete. False with
+  // `error` set when a write failed.
+  virtual bool finish(const Collector& c, std::string& error) = 0;
+};
+
+// A statement as the client sent it (PREPARE, COMMAND, ...).
+struct StatementInst {
+  int32_t thread = 0;  // index of the client thread entry
+  int64_t threadKey = 0;
+  int32_t id = 0;      // the server's id once known, else 1000000 + record number
+  uint32_t group = 0;  // index in Collector::groups
+  bool provisional = false;
+  std::string raw;  // the text as sent; kept only for the database
+};
+
+// Statements with the same normalised text.
+struct StatementGroup {
+  std::string text;
+  uint64_t trips = 0, rows = 0, errors = 0, replied = 0;
+  double total = 0, max = 0;
+  std::vector<float> latencies;  // kept only for the report
+};
+
+struct ThreadStats {
+  int64_t key = 0;
+  std::string address;  // "0x" and the MT record's text; empty before any
+  uint64_t trips = 0, packets = 0, statements = 0, errors = 0;
+  double busy = 0;  // latencies summed
+  // The open round trip.
+  bool open = false;
+  RoundTripRow trip{};
+  uint32_t current = UINT32_MAX;  // current statement instance
+};
+
+struct ErrorGroup {
+  uint64_t count = 0;
+  int64_t firstPacket = 0;
+  uint32_t firstGroup = UINT32_MAX;  // statement group of the first one
+};
+
+class Collector {
+ public:
+  Collector(int64_t traceId, bool keepLatencies, bool keepTexts)
+      : traceId_(traceId), keepLatencies_(keepLatencies), keepTexts_(keepTexts) {}
+
+  void setSink(std::unique_ptr<RowSink> s) { sink_ = std::move(s); }
+  RowSink* sink() { return sink_.get(); }
+
+  // Hooks.
+  void packet(Run& run, bool client, int32_t length);
+  void fork();
+  // An MT record: `text` is its address as the listing shows it after "0x".
+  void threadMarker(Run& run, const char* text);
+  void message(int16_t type, int32_t offset);
+  void sqlError(int16_t sqlerr, int16_t isam);
+  void statementText(Run& run, const char* text, int32_t len);
+  void statementId(Run& run, int32_t id);
+  // Damage found in the current packet, or in the header of the next one.
+  void damaged(bool nextPacket = false);
+  // End of the trace: open round trips are closed.
+  void finish(Run& run);
+
+  int64_t traceId() const { return traceId_; }
+
+  std::string file;     // the trace as named
+  std::string options;  // the command line's options
+  // What the report and the store read once the trace is done.
+  int64_t packets[2] = {0, 0};  // [0] C->S, [1] S->C
+  int64_t bytes[2] = {0, 0};
+  int64_t messages = 0, forks = 0, damagedPackets = 0;
+  int64_t trips = 0, replied = 0, errors = 0;
+  double firstTime = 0, lastTime = 0;
+  double clientTime = 0, serverTime = 0;  // the summary's two clocks
+  std::vector<ThreadStats> threads;       // in order of first packet
+  std::vector<StatementInst> statements;  // in order sent
+  std::vector<StatementGroup> groups;     // in order of first appearance
+  std::map<std::pair<int16_t, int16_t>, ErrorGroup> errorGroups;
+  LogHistogram all;
+  // All latencies in bins of a quarter decade from 1 microsecond: bin 0
+  // below it, bin b >= 1 from 10^((b - 1) / 4) microseconds.
+  static constexpr int kCoarseBins = 42;
+  static int coarseBin(double latency);
+  std::array<uint64_t, kCoarseBins> coarse{};
+  Timeline timeline;
+
+ private:
+  ThreadStats& threadOf(int64_t key);
+  void close(ThreadStats& t);
+  uint32_t groupOf(std::string text);
+
+  int64_t traceId_;
+  bool keepLatencies_, keepTexts_;
+  std::unique_ptr<RowSink> sink_;
+  ThreadStats* cur_ = nullptr;  // thread of the current packet
+  int64_t packetNo_ = 0;
+  bool afterFork_ = false;   // the reader hands the last packet again
+  int64_t lastDamaged_ = 0;  // the packet last counted as damaged
+  std::unordered_map<int64_t, uint32_t> threadIndex_;
+  std::unordered_map<std::string, uint32_t> groupIndex_;
+  // (thread entry, statement id) -> statement instance.
+  std::unordered_map<uint64_t, uint32_t> byId_;
+};
+
+}  // namespace wp::analysis

@@ -1,0 +1,358 @@
+// The SQLite store of a trace.
+#include "store/store.h"
+
+#include <sqlite3.h>
+
+#include <cerrno>
+#include <cstdio>
+#include <cstring>
+
+#include "driver/msgtable.h"
+
+namespace wp::store {
+
+const char* const kSchema = R"sql(
+CREATE TABLE trace (
+  id INTEGER PRIMARY KEY,    -- the trace id every other row carries
+  file TEXT,                 -- the trace file as named on the command line
+  options TEXT,              -- the command line's options
+  version TEXT,              -- wireprint's version
+  first_time REAL,           -- first and last time stamp, seconds since 1970
+  last_time REAL,
+  packets INTEGER,
+  damaged_packets INTEGER,   -- packets the decoders found damaged
+  forks INTEGER,             -- fork markers
+  round_trips INTEGER,
+  errors INTEGER,
+  client_time REAL,          -- the summary's clocks: client time and
+  server_time REAL           -- server plus network time, seconds
+);
+CREATE TABLE threads (
+  trace INTEGER,
+  thread INTEGER,     -- the number the MT record's address text reads as
+  address TEXT,       -- that text as the listing shows it ("0x" and the text)
+  packets INTEGER, round_trips INTEGER, busy REAL, statements INTEGER, errors INTEGER
+);
+CREATE TABLE packets (
+  trace INTEGER,
+  number INTEGER,     -- packets from 1, markers not counted
+  record INTEGER,     -- records from 1, markers counted
+  direction TEXT,     -- 'C' client to server, 'S' server to client
+  length INTEGER, time REAL, thread INTEGER,
+  round_trip INTEGER  -- NULL when the packet belongs to none
+);
+CREATE TABLE message_types (type INTEGER PRIMARY KEY, name TEXT);
+CREATE TABLE message_rows (
+  trace INTEGER, packet INTEGER,
+  offset INTEGER,     -- of the message type in the packet
+  type INTEGER,
+  fields TEXT         -- the message's fields as JSON; NULL until the JSON rendering fills it
+);
+-- Every message with its type's name.
+CREATE VIEW messages AS
+  SELECT m.trace, m.packet, m.offset, m.type, t.name, m.fields
+  FROM message_rows m LEFT JOIN message_types t USING (type);
+CREATE TABLE statements (
+  trace INTEGER,
+  number INTEGER,     -- in the order sent, from 1
+  thread INTEGER,     -- MT address
+  id INTEGER,         -- the server's statement id (1000000 + record while none came)
+  text TEXT, normalised TEXT
+);
+CREATE TABLE round_trips (
+  trace INTEGER, number INTEGER, request_packet INTEGER, thread INTEGER,
+  statement INTEGER,  -- statements.number; NULL before the thread sent any
+  start REAL,         -- time of the request
+  latency REAL,       -- to the first reply packet, seconds; NULL without a reply
+  reply_packets INTEGER, bytes INTEGER, rows INTEGER,
+  sql_error INTEGER, isam_error INTEGER  -- of the first SQ_ERR of the reply; NULL without
+);
+CREATE TABLE errors (
+  trace INTEGER, round_trip INTEGER, packet INTEGER, statement INTEGER,
+  sql_error INTEGER, isam_error INTEGER
+);
+)sql";
+
+namespace {
+
+// Rows per transaction: large enough that commits cost nothing measurable.
+constexpr int64_t kRowsPerCommit = 1 << 20;
+// Rows per INSERT statement: one step stores this many.
+constexpr int kRowsPerInsert = 64;
+
+// A column value waiting in a batch.
+struct Value {
+  enum Kind : uint8_t { Null, Int, Real, Text } kind = Null;
+  int64_t i = 0;
+  double d = 0;
+  const char* text = nullptr;  // static or outliving the batch's flush
+  int len = 0;
+};
+
+}  // namespace
+
+// Rows of one table, stored kRowsPerInsert at a time through a multi-row
+// INSERT, the rest through a one-row INSERT at the end.
+class Batch {
+ public:
+  Batch(Store::Impl& m, const char* table, int cols);
+  ~Batch() {
+    sqlite3_finalize(many_);
+    sqlite3_finalize(one_);
+  }
+  // The next row's columns, in order; the trace id goes first by itself.
+  Batch& row();
+  Batch& i(int64_t v) { return put(Value{Value::Int, v, 0, nullptr, 0}); }
+  Batch& iOrNull(int64_t v) { return v ? i(v) : null(); }
+  Batch& d(double v) { return put(Value{Value::Real, 0, v, nullptr, 0}); }
+  Batch& text(const char* t, int len) { return put(Value{Value::Text, 0, 0, t, len}); }
+  Batch& null() { return put(Value{}); }
+  void flush();
+
+ private:
+  Batch& put(const Value& v) {
+    vals_.push_back(v);
+    if (vals_.size() == static_cast<size_t>(cols_ * kRowsPerInsert)) step(many_, kRowsPerInsert);
+    return *this;
+  }
+  void step(sqlite3_stmt* s, int rows);
+
+  Store::Impl& m_;
+  int cols_;
+  int64_t trace_;
+  sqlite3_stmt *many_ = nullptr, *one_ = nullptr;
+  std::vector<Value> vals_;
+};
+
+struct Store::Impl {
+  sqlite3* db = nullptr;
+  std::unique_ptr<Batch> packets, messages, trips, errors;
+  int64_t trace = 1;
+  int64_t rows = 0;
+  std::string failure;  // the first error
+
+  ~Impl() {
+    packets.reset();
+    messages.reset();
+    trips.reset();
+    errors.reset();
+    sqlite3_close(db);
+  }
+
+  bool exec(const char* sql) {
+    char* msg = nullptr;
+    if (sqlite3_exec(db, sql, nullptr, nullptr, &msg) == SQLITE_OK) return true;
+    fail(msg ? msg : "error");
+    sqlite3_free(msg);
+    return false;
+  }
+  void fail(const char* what) {
+    if (failure.empty()) failure = what;
+  }
+  sqlite3_stmt* prepare(const std::string& sql) {
+    sqlite3_stmt* s = nullptr;
+    if (sqlite3_prepare_v3(db, sql.c_str(), -1, SQLITE_PREPARE_PERSISTENT, &s, nullptr) !=
+        SQLITE_OK)
+      fail(sqlite3_errmsg(db));
+    return s;
+  }
+  // Counts rows towards the next commit.
+  void stored(int n) {
+    int64_t before = rows / kRowsPerCommit;
+    rows += n;
+    if (rows / kRowsPerCommit != before) exec("COMMIT; BEGIN");
+  }
+};
+
+Batch::Batch(Store::Impl& m, const char* table, int cols) : m_(m), cols_(cols), trace_(m.trace) {
+  std::string one = "(";
+  for (int c = 0; c < cols; ++c) one += c ? ",?" : "?";
+  one += ")";
+  std::string sql = std::string("INSERT INTO ") + table + " VALUES " + one;
+  one_ = m.prepare(sql);
+  for (int r = 1; r < kRowsPerInsert; ++r) sql += "," + one;
+  many_ = m.prepare(sql);
+  vals_.reserve(static_cast<size_t>(cols * kRowsPerInsert));
+}
+
+Batch& Batch::row() {
+  return i(trace_);
+}
+
+void Batch::step(sqlite3_stmt* s, int rows) {
+  if (s) {
+    for (int k = 0; k < cols_ * rows; ++k) {
+      const Value& v = vals_[static_cast<size_t>(k)];
+      switch (v.kind) {
+        case Value::Null:
+          sqlite3_bind_null(s, k + 1);
+          break;
+        case Value::Int:
+          sqlite3_bind_int64(s, k + 1, v.i);
+          break;
+        case Value::Real:
+          sqlite3_bind_double(s, k + 1, v.d);
+          break;
+        case Value::Text:
+          sqlite3_bind_text(s, k + 1, v.text, v.len, SQLITE_STATIC);
+          break;
+      }
+    }
+    if (sqlite3_step(s) != SQLITE_DONE) m_.fail(sqlite3_errmsg(m_.db));
+    sqlite3_reset(s);
+  }
+  vals_.erase(vals_.begin(), vals_.begin() + cols_ * rows);
+  m_.stored(rows);
+}
+
+void Batch::flush() {
+  while (!vals_.empty()) step(one_, 1);
+}
+
+Store::Store(std::unique_ptr<Impl> impl) : impl_(std::move(impl)) {}
+Store::~Store() = default;
+
+std::unique_ptr<Store> Store::open(const std::string& path, int64_t traceId, std::string& error) {
+  // The program is single-threaded: no allocation statistics, no mutexes.
+  sqlite3_config(SQLITE_CONFIG_MEMSTATUS, 0);
+  auto impl = std::make_unique<Impl>();
+  impl->trace = traceId;
+  // A new database each time: an older file of the name is replaced.
+  if (::remove(path.c_str()) != 0 && errno != ENOENT) {
+    error = strerror(errno);
+    return nullptr;
+  }
+  if (sqlite3_open_v2(path.c_str(), &impl->db,
+                      SQLITE_OPEN_READWRITE | SQLITE_OPEN_CREATE | SQLITE_OPEN_NOMUTEX,
+                      nullptr) != SQLITE_OK) {
+    error = impl->db ? sqlite3_errmsg(impl->db) : "out of memory";
+    return nullptr;
+  }
+  // The file is written once, from start to end: no journal is needed, and a
+  // run that dies leaves a file to delete, not one to recover.
+  impl->exec(
+      "PRAGMA journal_mode=OFF; PRAGMA synchronous=OFF; PRAGMA locking_mode=EXCLUSIVE;"
+      "PRAGMA cache_size=-16384");
+  impl->exec(kSchema);
+  impl->exec("BEGIN");
+  if (sqlite3_stmt* s = impl->prepare("INSERT INTO message_types VALUES (?1, ?2)")) {
+    for (int t = 1; t < kNumTypes; ++t) {
+      if (!kMessages[t].name) continue;
+      sqlite3_bind_int(s, 1, t);
+      sqlite3_bind_text(s, 2, kMessages[t].name, -1, SQLITE_STATIC);
+      if (sqlite3_step(s) != SQLITE_DONE) impl->fail(sqlite3_errmsg(impl->db));
+      sqlite3_reset(s);
+    }
+    sqlite3_finalize(s);
+  }
+  impl->packets = std::make_unique<Batch>(*impl, "packets", 8);
+  impl->messages = std::make_unique<Batch>(*impl, "message_rows", 5);
+  impl->trips = std::make_unique<Batch>(*impl, "round_trips", 12);
+  impl->errors = std::make_unique<Batch>(*impl, "errors", 6);
+  if (!impl->failure.empty()) {
+    error = impl->failure;
+    return nullptr;
+  }
+  return std::unique_ptr<Store>(new Store(std::move(impl)));
+}
+
+void Store::packet(const analysis::PacketRow& r) {
+  impl_->packets->row()
+      .i(r.number)
+      .i(r.record)
+      .text(r.client ? "C" : "S", 1)
+      .i(r.length)
+      .d(r.time)
+      .i(r.thread)
+      .iOrNull(r.roundTrip);
+}
+
+void Store::message(const analysis::MessageRow& r) {
+  impl_->messages->row().i(r.packet).i(r.offset).i(r.type).null();
+}
+
+void Store::roundTrip(const analysis::RoundTripRow& r) {
+  Batch& b = impl_->trips->row()
+                 .i(r.number)
+                 .i(r.requestPacket)
+                 .i(r.thread)
+                 .iOrNull(r.statement)
+                 .d(r.start);
+  if (r.latency >= 0)
+    b.d(r.latency);
+  else
+    b.null();
+  b.i(r.replyPackets).i(r.bytes).i(r.rows);
+  if (r.error)
+    b.i(r.sqlError).i(r.isamError);
+  else
+    b.null().null();
+}
+
+void Store::error(const analysis::ErrorRow& r) {
+  impl_->errors->row()
+      .iOrNull(r.roundTrip)
+      .i(r.packet)
+      .iOrNull(r.statement)
+      .i(r.sqlError)
+      .i(r.isamError);
+}
+
+bool Store::finish(const analysis::Collector& c, std::string& error) {
+  Impl& m = *impl_;
+  for (Batch* b : {m.packets.get(), m.messages.get(), m.trips.get(), m.errors.get()}) b->flush();
+  {
+    Batch statements(m, "statements", 6);
+    int64_t n = 0;
+    for (const analysis::StatementInst& st : c.statements) {
+      const std::string& norm = c.groups[st.group].text;
+      statements.row()
+          .i(++n)
+          .i(st.threadKey)
+          .i(st.id)
+          .text(st.raw.data(), static_cast<int>(st.raw.size()))
+          .text(norm.data(), static_cast<int>(norm.size()));
+    }
+    statements.flush();
+  }
+  {
+    Batch threads(m, "threads", 8);
+    for (const analysis::ThreadStats& t : c.threads) {
+      threads.row()
+          .i(t.key)
+          .text(t.address.data(), static_cast<int>(t.address.size()))
+          .i(static_cast<int64_t>(t.packets))
+          .i(static_cast<int64_t>(t.trips))
+          .d(t.busy)
+          .i(static_cast<int64_t>(t.statements))
+          .i(static_cast<int64_t>(t.errors));
+    }
+    threads.flush();
+  }
+  {
+    Batch trace(m, "trace", 13);
+    trace.row()
+        .text(c.file.data(), static_cast<int>(c.file.size()))
+        .text(c.options.data(), static_cast<int>(c.options.size()))
+        .text(WIREPRINT_VERSION, -1)
+        .d(c.firstTime)
+        .d(c.lastTime)
+        .i(c.packets[0] + c.packets[1])
+        .i(c.damagedPackets)
+        .i(c.forks)
+        .i(c.trips)
+        .i(c.errors)
+        .d(c.clientTime)
+        .d(c.serverTime);
+    trace.flush();
+  }
+  m.exec("COMMIT");
+  // Indexes on the small tables only; the README shows how to add more.
+  m.exec(
+      "CREATE INDEX round_trips_statement ON round_trips(trace, statement);"
+      "CREATE INDEX statements_number ON statements(trace, number)");
+  error = m.failure;
+  return m.failure.empty();
+}
+
+}  // namespace wp::store

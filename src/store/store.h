@@ -1,0 +1,41 @@
+// -db FILE: the trace as a SQLite database. Rows are written as the
+// collector completes them, through prepared statements, in large
+// transactions; the statements, threads and the trace's own row at the end.
+#pragma once
+
+#include <memory>
+#include <string>
+
+#include "analysis/collector.h"
+
+namespace wp::store {
+
+class Batch;
+
+// The tables, as created (also shown in the README and the manual page).
+extern const char* const kSchema;
+
+class Store : public analysis::RowSink {
+ public:
+  // Opens (replacing) the file and creates the tables; null with `error`
+  // set when that fails.
+  static std::unique_ptr<Store> open(const std::string& path, int64_t traceId, std::string& error);
+  ~Store() override;
+
+  void packet(const analysis::PacketRow& r) override;
+  void message(const analysis::MessageRow& r) override;
+  void roundTrip(const analysis::RoundTripRow& r) override;
+  void error(const analysis::ErrorRow& r) override;
+
+  // Writes the remaining tables and commits. False with `error` set when
+  // any write failed.
+  bool finish(const analysis::Collector& c, std::string& error) override;
+
+  struct Impl;
+
+ private:
+  explicit Store(std::unique_ptr<Impl> impl);
+  std::unique_ptr<Impl> impl_;
+};
+
+}  // namespace wp::store

@@ -1,0 +1,213 @@
+// The built program with a listing that cannot be delivered (a full device, a
+// closed standard output, a pipe whose reader has gone) and with an "-o" file
+// that is the trace under another name: exit status, standard error, and what
+// is left in the files.
+#include <fcntl.h>
+#include <gtest/gtest.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <csignal>
+#include <cstdlib>
+#include <fstream>
+#include <sstream>
+#include <string>
+#include <vector>
+
+#include "tracec.h"
+
+namespace {
+
+enum class Stdout { kFile, kAppend, kFull, kClosed, kBrokenPipe };
+
+struct Result {
+  int status = -1;
+  std::string out, err;
+};
+
+std::string slurp(const std::string& path) {
+  std::ifstream f(path, std::ios::binary);
+  std::stringstream ss;
+  ss << f.rdbuf();
+  return ss.str();
+}
+
+class WriteErrors : public testing::Test {
+ protected:
+  void SetUp() override {
+    char tmpl[] = "/tmp/wireprint-write-XXXXXX";
+    ASSERT_NE(mkdtemp(tmpl), nullptr);
+    dir_ = tmpl;
+  }
+  void TearDown() override {
+    std::string rm = "rm -rf '" + dir_ + "'";
+    EXPECT_EQ(system(rm.c_str()), 0);
+  }
+
+  // Writes the compiled description to DIR/name and returns its path.
+  std::string trace(const std::string& name, const std::string& description) {
+    tracec::Result r = tracec::compile(description);
+    EXPECT_TRUE(r.ok()) << r.error;
+    std::string path = dir_ + "/" + name;
+    std::ofstream(path, std::ios::binary)
+        .write(reinterpret_cast<const char*>(r.bytes.data()), r.bytes.size());
+    return path;
+  }
+
+  // A listing of about a megabyte, well past the output buffer, from a trace
+  // whose last record is cut short: its end prints "<path>: Success" on
+  // standard error, so that message shows the whole trace was decoded.
+  std::string bigTrace() {
+    std::string d = "header 7\n";
+    for (int i = 0; i < 20000; ++i) d += "CS 1700000000 { msg SQ_EOT }\n";
+    d += "CS len=50 1700000000 { msg SQ_EOT }\n";
+    return trace("big.trace", d);
+  }
+
+  Result run(std::vector<std::string> args, Stdout mode) {
+    std::string outPath = dir_ + "/stdout", errPath = dir_ + "/stderr";
+    int pipeEnds[2] = {-1, -1};
+    if (mode == Stdout::kBrokenPipe) {
+      EXPECT_EQ(pipe(pipeEnds), 0);
+      close(pipeEnds[0]);  // no reader from the start
+    }
+    args.insert(args.begin(), WIREPRINT_BINARY);
+    pid_t pid = fork();
+    if (pid == 0) {
+      int in = open("/dev/null", O_RDONLY);
+      int err = open(errPath.c_str(), O_WRONLY | O_CREAT | O_TRUNC, 0644);
+      dup2(in, 0);
+      dup2(err, 2);
+      switch (mode) {
+        case Stdout::kFile:
+          dup2(open(outPath.c_str(), O_WRONLY | O_CREAT | O_TRUNC, 0644), 1);
+          break;
+        case Stdout::kAppend:
+          dup2(open(outPath.c_str(), O_WRONLY | O_CREAT | O_APPEND, 0644), 1);
+          break;
+        case Stdout::kFull:
+          dup2(open("/dev/full", O_WRONLY), 1);
+          break;
+        case Stdout::kClosed:
+          close(1);
+          break;
+        case Stdout::kBrokenPipe:
+          dup2(pipeEnds[1], 1);
+          signal(SIGPIPE, SIG_IGN);  // stays ignored across exec
+          break;
+      }
+      std::vector<char*> argv;
+      for (auto& a : args) argv.push_back(a.data());
+      argv.push_back(nullptr);
+      char tz[] = "TZ=UTC", lc[] = "LC_ALL=C";
+      char* envp[] = {tz, lc, nullptr};
+      execve(argv[0], argv.data(), envp);
+      _exit(127);
+    }
+    if (pipeEnds[1] >= 0) close(pipeEnds[1]);
+    int st = 0;
+    waitpid(pid, &st, 0);
+    Result r;
+    r.status = WIFEXITED(st) ? WEXITSTATUS(st) : 128 + WTERMSIG(st);
+    r.out = slurp(outPath);
+    r.err = slurp(errPath);
+    return r;
+  }
+
+  std::string dir_;
+};
+
+const char kSmall[] = "header 7\nCS 1700000000 { msg SQ_BEGIN }\n";
+const char kSmallListing[] = "SQLIDBG Version 7\n\nC->S (2)\t\t\t\n\tSQ_BEGIN\n";
+
+TEST_F(WriteErrors, ListingThatCannotBeWrittenEndsWithStatusTwo) {
+  std::string small = trace("small.trace", kSmall), big = bigTrace();
+  struct Case {
+    const char* what;
+    std::vector<std::string> args;
+    Stdout mode;
+    std::string err;
+  };
+  const Case cases[] = {
+      // Fails at the first write, long before the trace ends.
+      {"-o a full device",
+       {"-o", "/dev/full", big},
+       Stdout::kFile,
+       "wireprint: write error: /dev/full: No space left on device\n"},
+      // Fails only when the end of the run writes the buffer out.
+      {"-o a full device, short listing",
+       {"-notimestamp", "-o", "/dev/full", small},
+       Stdout::kFile,
+       "wireprint: write error: /dev/full: No space left on device\n"},
+      {"standard output full",
+       {small},
+       Stdout::kFull,
+       "wireprint: write error: No space left on device\n"},
+      {"standard output full, long listing",
+       {big},
+       Stdout::kFull,
+       "wireprint: write error: No space left on device\n"},
+      {"standard output closed",
+       {small},
+       Stdout::kClosed,
+       "wireprint: write error: Bad file descriptor\n"},
+      {"version banner to a full device",
+       {"-V"},
+       Stdout::kFull,
+       "wireprint: write error: No space left on device\n"},
+      // The -notimestamp notice goes to standard output even with "-o".
+      {"notice to a closed standard output",
+       {"-cmd_time", "-notimestamp", "-o", dir_ + "/out", small},
+       Stdout::kClosed,
+       "wireprint: write error: Bad file descriptor\n"},
+      // The reader has gone on purpose: no message, and no more decoding.
+      {"pipe without a reader", {big}, Stdout::kBrokenPipe, ""},
+  };
+  for (const Case& c : cases) {
+    Result r = run(c.args, c.mode);
+    EXPECT_EQ(r.status, 2) << c.what;
+    EXPECT_EQ(r.err, c.err) << c.what;
+    EXPECT_EQ(r.out, "") << c.what;
+  }
+  // Nothing of the notice reached the "-o" file through a reused descriptor.
+  EXPECT_EQ(slurp(dir_ + "/out"), "");
+}
+
+TEST_F(WriteErrors, ClosedStandardOutputIsNoErrorWhenNothingGoesThere) {
+  std::string small = trace("small.trace", kSmall);
+  Result r = run({"-notimestamp", "-o", dir_ + "/out", small}, Stdout::kClosed);
+  EXPECT_EQ(r.status, 0);
+  EXPECT_EQ(r.err, "");
+  EXPECT_EQ(slurp(dir_ + "/out"), kSmallListing);
+}
+
+TEST_F(WriteErrors, DeliveredListingsEndAsBefore) {
+  std::string small = trace("small.trace", kSmall), big = bigTrace();
+  Result r = run({"-notimestamp", small}, Stdout::kFile);
+  EXPECT_EQ(r.status, 0);
+  EXPECT_EQ(r.out, kSmallListing);
+  r = run({big}, Stdout::kFile);
+  EXPECT_EQ(r.status, 0);
+  EXPECT_EQ(r.err, big + ": Success\n");
+  EXPECT_GT(r.out.size(), 1000000u);
+}
+
+TEST_F(WriteErrors, OutputFileThatIsTheTraceByAHardLinkIsRefused) {
+  std::string small = trace("small.trace", kSmall);
+  std::string before = slurp(small), link = dir_ + "/link";
+  ASSERT_EQ(::link(small.c_str(), link.c_str()), 0);
+  Result r = run({"-o", link, small}, Stdout::kFile);
+  EXPECT_EQ(r.status, 1);
+  EXPECT_EQ(r.err, link + ": Output file is the input file\n");
+  EXPECT_EQ(r.out, "");
+  EXPECT_EQ(slurp(small), before);
+  // Standard output appending to the trace is refused alike.
+  unlink((dir_ + "/stdout").c_str());
+  ASSERT_EQ(::link(small.c_str(), (dir_ + "/stdout").c_str()), 0);
+  r = run({small}, Stdout::kAppend);
+  EXPECT_EQ(r.status, 1);
+  EXPECT_EQ(r.err, "standard output: Output file is the input file\n");
+  EXPECT_EQ(slurp(small), before);
+}
+
+}  // namespace
