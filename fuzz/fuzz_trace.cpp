@@ -181,52 +181,52 @@ std::vector<size_t> jsonLeaves(const uint8_t* data, size_t size, std::vector<std
     if (j["kind"] == "message") out.push_back(leaves(j["fields"]));
   }
   return out;
-  std::string outDir;
+}
 
-  [[noreturn]] void finding(const std::string& what) {
-    fprintf(stderr, "%s\n", what.c_str());
-    abort();
-  }
+std::string outDir;
 
-  void checkReport(const std::string& path, const wp::analysis::Collector& c) {
-    std::ifstream f(path);
-    std::stringstream ss;
-    ss << f.rdbuf();
-    std::string page = ss.str();
-    if (page.rfind("<!DOCTYPE html>", 0) != 0 || page.size() < 8 ||
-        page.compare(page.size() - 8, 8, "</html>\n") != 0)
-      finding("report page incomplete");
-    std::string damaged =
-        "<dt>damaged packets</dt><dd>" + std::to_string(c.damagedPackets) + "</dd>";
-    if (page.find(damaged) == std::string::npos) finding("report does not say " + damaged);
-  }
+[[noreturn]] void finding(const std::string& what) {
+  fprintf(stderr, "%s\n", what.c_str());
+  abort();
+}
 
-  void checkDatabase(const std::string& path, const wp::analysis::Collector& c) {
-    sqlite3* db = nullptr;
-    if (sqlite3_open_v2(path.c_str(), &db, SQLITE_OPEN_READONLY, nullptr) != SQLITE_OK)
-      finding("database does not open");
-    std::string got;
-    auto query = [&](const char* sql) {
-      sqlite3_stmt* s = nullptr;
-      got.clear();
-      if (sqlite3_prepare_v2(db, sql, -1, &s, nullptr) == SQLITE_OK &&
-          sqlite3_step(s) == SQLITE_ROW)
-        for (int i = 0; i < sqlite3_column_count(s); ++i) {
-          auto t = sqlite3_column_text(s, i);
-          got += (i ? "|" : "") + std::string(t ? reinterpret_cast<const char*>(t) : "-");
-        }
-      sqlite3_finalize(s);
-      return got;
-    };
-    if (query("PRAGMA integrity_check") != "ok") finding("database integrity: " + got);
-    std::string want = std::to_string(c.packets[0] + c.packets[1]) + "|" +
-                       std::to_string(c.damagedPackets) + "|" + std::to_string(c.trips);
-    for (const char* sql : {"SELECT packets, damaged_packets, round_trips FROM trace",
-                            "SELECT (SELECT count(*) FROM packets), (SELECT damaged_packets FROM "
-                            "trace), (SELECT count(*) FROM round_trips)"})
-      if (query(sql) != want) finding(std::string(sql) + ": " + got + ", not " + want);
-    sqlite3_close(db);
-  }
+void checkReport(const std::string& path, const wp::analysis::Collector& c) {
+  std::ifstream f(path);
+  std::stringstream ss;
+  ss << f.rdbuf();
+  std::string page = ss.str();
+  if (page.rfind("<!DOCTYPE html>", 0) != 0 || page.size() < 8 ||
+      page.compare(page.size() - 8, 8, "</html>\n") != 0)
+    finding("report page incomplete");
+  std::string damaged = "<dt>damaged packets</dt><dd>" + std::to_string(c.damagedPackets) + "</dd>";
+  if (page.find(damaged) == std::string::npos) finding("report does not say " + damaged);
+}
+
+void checkDatabase(const std::string& path, const wp::analysis::Collector& c) {
+  sqlite3* db = nullptr;
+  if (sqlite3_open_v2(path.c_str(), &db, SQLITE_OPEN_READONLY, nullptr) != SQLITE_OK)
+    finding("database does not open");
+  std::string got;
+  auto query = [&](const char* sql) {
+    sqlite3_stmt* s = nullptr;
+    got.clear();
+    if (sqlite3_prepare_v2(db, sql, -1, &s, nullptr) == SQLITE_OK && sqlite3_step(s) == SQLITE_ROW)
+      for (int i = 0; i < sqlite3_column_count(s); ++i) {
+        auto t = sqlite3_column_text(s, i);
+        got += (i ? "|" : "") + std::string(t ? reinterpret_cast<const char*>(t) : "-");
+      }
+    sqlite3_finalize(s);
+    return got;
+  };
+  if (query("PRAGMA integrity_check") != "ok") finding("database integrity: " + got);
+  std::string want = std::to_string(c.packets[0] + c.packets[1]) + "|" +
+                     std::to_string(c.damagedPackets) + "|" + std::to_string(c.trips);
+  for (const char* sql : {"SELECT packets, damaged_packets, round_trips FROM trace",
+                          "SELECT (SELECT count(*) FROM packets), (SELECT damaged_packets FROM "
+                          "trace), (SELECT count(*) FROM round_trips)"})
+    if (query(sql) != want) finding(std::string(sql) + ": " + got + ", not " + want);
+  sqlite3_close(db);
+}
 
 }  // namespace
 
