@@ -12,20 +12,44 @@ namespace {
 
 enum class Size { Int, Char, Short, Long, LongLong, SizeT };
 
+// Two decimal digits at a time: "00" to "99".
+constexpr char kPairs[] =
+    "00010203040506070809101112131415161718192021222324252627282930313233343536373839"
+    "40414243444546474849505152535455565758596061626364656667686970717273747576777879"
+    "8081828384858687888990919293949596979899";
+
 // Lays out an integer field: sign or 0x prefix, zeros up to the precision,
 // the digits, blanks or zeros up to the width.
-char* integer(char* o, char* end, bool neg, unsigned long long mag, char conv, bool left, bool zero,
-              bool alt, int width, int prec) {
+inline __attribute__((always_inline)) char* integer(char* o, char* end, bool neg,
+                                                    unsigned long long mag, char conv, bool left,
+                                                    bool zero, bool alt, int width, int prec) {
+  // Digits are made from the right end of `digits`.
   char digits[24];
-  int nd = 0;
+  char* d = digits + sizeof digits;
   bool hex = conv == 'x' || conv == 'X';
   if (hex) {
     const char* set = conv == 'X' ? "0123456789ABCDEF" : "0123456789abcdef";
-    for (unsigned long long m = mag; m; m >>= 4) digits[nd++] = set[m & 15];
+    for (unsigned long long m = mag; m; m >>= 4) *--d = set[m & 15];
   } else {
-    for (unsigned long long m = mag; m; m /= 10) digits[nd++] = static_cast<char>('0' + m % 10);
+    unsigned long long m = mag;
+    while (m >= 100) {
+      const char* two = kPairs + 2 * (m % 100);
+      m /= 100;
+      *--d = two[1], *--d = two[0];
+    }
+    if (m >= 10)
+      *--d = kPairs[2 * m + 1], *--d = kPairs[2 * m];
+    else if (m > 0)
+      *--d = static_cast<char>('0' + m);
   }
-  if (nd == 0 && prec != 0) digits[nd++] = '0';
+  if (d == digits + sizeof digits && prec != 0) *--d = '0';
+  int nd = static_cast<int>(digits + sizeof digits - d);
+  if (width <= 0 && prec < 0 && !neg && !(alt && hex)) {
+    // The common case: the digits alone.
+    if (end - o < nd) return nullptr;
+    memcpy(o, d, static_cast<size_t>(nd));
+    return o + nd;
+  }
   int zeros = prec > nd ? prec - nd : 0;
   bool prefix = alt && hex && mag != 0;
   int body = (neg ? 1 : 0) + (prefix ? 2 : 0) + zeros + nd;
@@ -40,7 +64,7 @@ char* integer(char* o, char* end, bool neg, unsigned long long mag, char conv, b
   if (neg) *o++ = '-';
   if (prefix) *o++ = '0', *o++ = conv;
   for (; zeros > 0; --zeros) *o++ = '0';
-  while (nd) *o++ = digits[--nd];
+  memcpy(o, d, static_cast<size_t>(nd)), o += nd;
   if (pad && left) memset(o, ' ', static_cast<size_t>(pad)), o += pad;
   return o;
 }
@@ -216,7 +240,12 @@ bool formatFast(char* dst, size_t room, const char* fmt, va_list ap, size_t* len
       case 'c': {
         if (size != Size::Int || alt || zero) return false;
         char c = static_cast<char>(static_cast<unsigned char>(va_arg(ap, int)));
-        if (!(o = text(o, end, &c, 1, left, width))) return false;
+        if (width <= 1) {
+          if (o == end) return false;
+          *o++ = c;
+        } else if (!(o = text(o, end, &c, 1, left, width))) {
+          return false;
+        }
         break;
       }
       case 's': {
@@ -224,7 +253,12 @@ bool formatFast(char* dst, size_t room, const char* fmt, va_list ap, size_t* len
         const char* s = va_arg(ap, const char*);
         if (!s) return false;
         size_t n = prec >= 0 ? strnlen(s, static_cast<size_t>(prec)) : strlen(s);
-        if (!(o = text(o, end, s, n, left, width))) return false;
+        if (width <= 0) {
+          if (static_cast<size_t>(end - o) < n) return false;
+          memcpy(o, s, n), o += n;
+        } else if (!(o = text(o, end, s, n, left, width))) {
+          return false;
+        }
         break;
       }
       default:

@@ -15,7 +15,6 @@ namespace {
 constexpr size_t kBufferSize = 1 << 16;
 // Room kept free before a formatted write, so that a listing line is
 // formatted in place without a retry.
-constexpr size_t kFastRoom = 1024;
 }  // namespace
 
 Output::Output() : fp_(stdout), buf_(kBufferSize) {}
@@ -176,17 +175,21 @@ void Output::vprintf(const char* fmt, va_list ap) {
   // The listing's own formats go through the fast formatter; the C library
   // takes what it does not do (floating point) and texts that do not fit.
   if (buf_.size() - len_ < kFastRoom) drain();
-  va_list slow;
-  va_copy(slow, ap);
+  va_list copy;
+  va_copy(copy, ap);
   size_t k;
   if (formatFast(buf_.data() + len_, buf_.size() - len_, fmt, ap, &k)) {
-    va_end(slow);
+    va_end(copy);
     len_ += k;
     if (lineFlush_ && memchr(buf_.data() + len_ - k, '\n', k)) sync();
     return;
   }
-  slowPrintf(fmt, slow);
-  va_end(slow);
+  slowPrintf(fmt, copy);
+  va_end(copy);
+}
+
+void Output::syncIfLine(size_t k) {
+  if (memchr(buf_.data() + len_ - k, '\n', k)) sync();
 }
 
 // The C library's formatting, straight into the buffer (grown when the text

@@ -12,6 +12,8 @@
 #include <string>
 #include <string_view>
 
+#include "driver/format.h"
+
 #define WP_PRINTF(fmt, args) __attribute__((format(printf, fmt, args)))
 
 namespace wp {
@@ -30,6 +32,19 @@ class Output {
   // Listing stream (outfp).
   void printf(const char* fmt, ...) WP_PRINTF(2, 3);
   void vprintf(const char* fmt, va_list ap) WP_PRINTF(2, 0);
+  // printf in two halves, for callers that are variadic themselves: fast()
+  // formats what the fast formatter does and is false, the buffer untouched,
+  // for the rest; the caller then starts its arguments again for slow().
+  // This spares copying the arguments of every line for the rare slow one.
+  bool fast(const char* fmt, va_list ap) {
+    if (buf_.size() - len_ < kFastRoom) drain();
+    size_t k;
+    if (!formatFast(buf_.data() + len_, buf_.size() - len_, fmt, ap, &k)) return false;
+    len_ += k;
+    if (lineFlush_) syncIfLine(k);
+    return true;
+  }
+  void slow(const char* fmt, va_list ap) WP_PRINTF(2, 0) { slowPrintf(fmt, ap); }
   void write(const void* data, size_t n);
   void write(std::string_view s) { write(s.data(), s.size()); }
   void put(char c) {
@@ -109,7 +124,9 @@ class Output {
   FILE* outputStream() const { return stdfp_; }
 
  private:
+  static constexpr size_t kFastRoom = 1024;  // the longest line the fast path takes whole
   void drain();
+  void syncIfLine(size_t k);
   void slowPrintf(const char* fmt, va_list ap) WP_PRINTF(2, 0);
   [[noreturn]] void fail(int err, bool inFile);
   void closeFile();

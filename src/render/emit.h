@@ -39,12 +39,14 @@ class Emit {
   // key and v (the key is ignored inside a list).
   void field(const char* key, const Value& v, const char* fmt, ...) WP_PRINTF(4, 5) {
     fields_ += v.leaves();
+    if (json_) return jsonField(key, v);
     va_list ap;
     va_start(ap, fmt);
-    if (!json_)
-      out_.vprintf(fmt, ap);
-    else
-      jsonField(key, v);
+    bool done = out_.fast(fmt, ap);
+    va_end(ap);
+    if (done) return;
+    va_start(ap, fmt);
+    out_.slow(fmt, ap);
     va_end(ap);
   }
   // A further value of the line the last field printed (the listing shows
@@ -59,7 +61,11 @@ class Emit {
     if (json_) return;
     va_list ap;
     va_start(ap, fmt);
-    out_.vprintf(fmt, ap);
+    bool done = out_.fast(fmt, ap);
+    va_end(ap);
+    if (done) return;
+    va_start(ap, fmt);
+    out_.slow(fmt, ap);
     va_end(ap);
   }
   // Nesting: the fields up to the matching close() go into an object or a

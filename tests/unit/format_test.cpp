@@ -73,6 +73,7 @@ TEST(FormatFast, TheListingsFormats) {
   EXPECT_SAME("%02d-%03d-%04d %02ld", 7, -7, 12345, 3L);
   EXPECT_SAME("\t\t byte[%d] = %2x\n", 3, 5u);
   EXPECT_SAME("%c%c", 0, 255);  // a NUL byte is written
+  EXPECT_SAME("%3c|%-3c|%*c|%1c|%0d", 'a', 'b', -2, 'c', 'd', 0);
   EXPECT_SAME("100%% %s", "done");
   EXPECT_SAME("%.*s|%.0s|%.s", 2, "xyz", "gone", "gone");
   EXPECT_SAME("%.0d|%.0x|%5.0d|%#.0x", 0, 0u, 0, 0u);
@@ -121,6 +122,12 @@ TEST(FormatFast, TooLittleRoomIsRefused) {
   EXPECT_EQ(n, 8u);
   EXPECT_FALSE(call(7, "%s", "12345678"));
   EXPECT_FALSE(call(7, "%8d", 1));
+  EXPECT_FALSE(call(3, "%d", 1234));
+  EXPECT_FALSE(call(3, "%u", 1234u));
+  EXPECT_FALSE(call(0, "%c", 'x'));
+  EXPECT_FALSE(call(2, "%s", "abc"));
+  EXPECT_TRUE(call(4, "%d", -123));
+  EXPECT_EQ(std::string(buf, n), "-123");
   EXPECT_FALSE(call(3, "abcd"));
   EXPECT_FALSE(call(0, "%%"));
   EXPECT_FALSE(call(8, "%70000d", 1));  // widths beyond any listing line
