@@ -82,6 +82,10 @@ class Output {
 
   // Errno of the first failed write, 0 when none failed.
   int writeError() const { return error_; }
+  // A write on the listing's behalf by other means failed (errno err; in
+  // the "-o" file when inFile): recorded as the listing's own failure, and
+  // the run ends (throws WriteError).
+  [[noreturn]] void failWith(int err, bool inFile) { fail(err, inFile); }
   // "PROG: write error: [FILE: ]REASON" on standard error; nothing for a
   // closed pipe, whose reader has gone on purpose.
   void reportWriteError(const char* prog);

@@ -2,6 +2,8 @@
 
 #include <algorithm>
 #include <iterator>
+#include <set>
+#include <unordered_map>
 
 #include "driver/run.h"
 
@@ -61,11 +63,20 @@ void mergeRun(Run& into, Run& from, int32_t trace) {
   into.rd.time_fl += from.rd.time_fl - from.rd.very_first_time_fl;
   mergeCommands(into.cmds, from.cmds, trace);
   auto& list = from.stmts.list;
-  for (StmtStat& s : list) s.trace = trace;
+  prepareMerge(from, trace);
   into.stmts.list.insert(into.stmts.list.end(), std::make_move_iterator(list.begin()),
                          std::make_move_iterator(list.end()));
   list.clear();
-  from.stmts.byKey.clear();
+}
+
+void prepareMerge(Run& run, int32_t trace) {
+  StmtStats& st = run.stmts;
+  if (!st.byKey.empty()) {
+    for (StmtStat& s : st.list) s.trace = trace;
+    if (run.opt.stmtstats && run.opt.stmtgroup && !run.opt.g_idbg)
+      groupStatements(run, run.opt.stmtthread);
+    std::unordered_map<uint64_t, std::set<uint32_t>>().swap(st.byKey);
+  }
 }
 
 }  // namespace wp

@@ -15,4 +15,11 @@ struct Run;
 // already there, each marked with its trace. `from` loses its statements.
 void mergeRun(Run& into, Run& from, int32_t trace);
 
+// Readies the run of trace number `trace` for mergeRun, in the job that
+// decoded it: its statements are marked with the trace and, when they are to
+// be grouped by text, grouped already (grouping the traces' groups again in
+// argument order gives the groups of all statements in order of first
+// appearance), and their index is freed.
+void prepareMerge(Run& run, int32_t trace);
+
 }  // namespace wp

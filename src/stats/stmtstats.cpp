@@ -216,6 +216,11 @@ void stmt_stat(Run& run, int32_t thread, int32_t id, int32_t type, int32_t, int3
 
 void group_stmts(Run& run, int32_t per_thread) {
   run.dbg("group_stmts: ithread=%d\n", per_thread);
+  groupStatements(run, per_thread);
+  reindex(run.stmts);
+}
+
+void groupStatements(Run& run, int32_t per_thread) {
   StmtStats& st = run.stmts;
   try {
     std::vector<StmtStat> groups;
@@ -260,7 +265,6 @@ void group_stmts(Run& run, int32_t per_thread) {
   } catch (const std::bad_alloc&) {
     noMemory(run);
   }
-  reindex(st);
 }
 
 void order_stmts(Run& run, int32_t by_count) {

@@ -61,6 +61,8 @@ void close_stmt(Run& run, int32_t thread, int32_t id);
 void stmt_stat(Run& run, int32_t thread, int32_t id, int32_t type, int32_t unused, int32_t count,
                double time);
 void group_stmts(Run& run, int32_t per_thread);
+// The grouping alone, leaving the (thread, id) index as it was.
+void groupStatements(Run& run, int32_t per_thread);
 void order_stmts(Run& run, int32_t by_count);
 void print_stmt_stat(Run& run, int32_t per_thread);
 void dbg_stmt(Run& run);

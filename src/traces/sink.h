@@ -27,6 +27,18 @@ class TraceSink {
   void attach(Output& o);
   // Replays what was spooled; from now on writes go straight through.
   void goDirect();
+  // Errno of the first write to a real stream (or to the spool) that
+  // failed, 0 when none did. Writes after one fail at once with it.
+  int error() const {
+    std::lock_guard<std::mutex> lk(m_);
+    return error_;
+  }
+  // Whether that write was to the listing stream (else standard output or
+  // error, or the spool).
+  bool errorInListing() const {
+    std::lock_guard<std::mutex> lk(m_);
+    return errorInListing_;
+  }
 
  private:
   enum Stream { kListing, kOut, kErr };
@@ -35,17 +47,20 @@ class TraceSink {
     Stream which;
   };
   static ssize_t onWrite(void* cookie, const char* buf, size_t n);
-  void put(Stream which, const char* buf, size_t n);
-  void emit(Stream which, const char* buf, size_t n);
+  bool put(Stream which, const char* buf, size_t n);
+  bool emit(Stream which, const char* buf, size_t n);
+  bool replay(Stream which, int from, off_t at, size_t len);
 
   FILE* real_[3];
   Cookie cookies_[3];
   FILE* streams_[3] = {nullptr, nullptr, nullptr};
   bool listingOwned_ = false;  // handed to an Output, which closes it
-  std::mutex m_;
+  mutable std::mutex m_;
   std::condition_variable turn_;  // without a temporary file, wait for the turn
   bool direct_ = false;
   FILE* spool_ = nullptr;
+  int error_ = 0;
+  bool errorInListing_ = false;
 };
 
 }  // namespace wp

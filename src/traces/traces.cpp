@@ -39,13 +39,20 @@ int decodeTrace(Run& run, int32_t index) {
       return 1;
     }
     if (readHeader(run)) readPackets(run);
-  } catch (const Exit& e) {
     run.em.finish();
     run.out.sync();
+  } catch (const Exit& e) {
+    try {
+      run.em.finish();
+      run.out.sync();
+    } catch (const WriteError&) {
+      return 2;
+    }
     return e.status;
+  } catch (const WriteError&) {
+    // The sink holds the reason; the run of all traces reports it.
+    return 2;
   }
-  run.em.finish();
-  run.out.sync();
   return 0;
 }
 
@@ -84,6 +91,7 @@ int runTraces(Run& main, EnvLookup env) {
     for (size_t i = 0; i < n; ++i) {
       slots[i].sink->goDirect();
       slots[i].status = decodeTrace(*slots[i].run, static_cast<int32_t>(i));
+      prepareMerge(*slots[i].run, static_cast<int32_t>(i));
     }
   } else {
     std::mutex m;
@@ -92,6 +100,7 @@ int runTraces(Run& main, EnvLookup env) {
     auto work = [&] {
       for (size_t i; (i = next++) < n;) {
         int status = decodeTrace(*slots[i].run, static_cast<int32_t>(i));
+        prepareMerge(*slots[i].run, static_cast<int32_t>(i));
         std::lock_guard<std::mutex> lk(m);
         slots[i].status = status;
         slots[i].done = true;
@@ -109,6 +118,14 @@ int runTraces(Run& main, EnvLookup env) {
     for (auto& w : workers) w.join();
   }
 
+  // The first write that failed, in trace order, fails the whole run.
+  for (size_t i = 0; i < n; ++i) {
+    if (int err = slots[i].sink->error()) {
+      bool inFile = slots[i].sink->errorInListing() && !main.out.toStdout();
+      slots.clear();
+      main.out.failWith(err, inFile);
+    }
+  }
   int status = 0;
   for (size_t i = 0; i < n; ++i) {
     status = std::max(status, slots[i].status);

@@ -162,6 +162,21 @@ TEST_F(WriteErrors, ListingThatCannotBeWrittenEndsWithStatusTwo) {
        "wireprint: write error: Bad file descriptor\n"},
       // The reader has gone on purpose: no message, and no more decoding.
       {"pipe without a reader", {big}, Stdout::kBrokenPipe, ""},
+      // Several traces write through their own streams: the first failure
+      // fails the run all the same, whichever job met it, spooled or not.
+      {"several traces, -o a full device",
+       {"-j", "2", "-o", "/dev/full", big, big, small},
+       Stdout::kFile,
+       "wireprint: write error: /dev/full: No space left on device\n"},
+      {"several traces, one job, standard output full",
+       {"-j", "1", small, small},
+       Stdout::kFull,
+       "wireprint: write error: No space left on device\n"},
+      {"several traces, standard output closed",
+       {"-j", "2", "-summary", small, big},
+       Stdout::kClosed,
+       "wireprint: write error: Bad file descriptor\n"},
+      {"several traces, pipe without a reader", {"-j", "2", big, big}, Stdout::kBrokenPipe, ""},
   };
   for (const Case& c : cases) {
     Result r = run(c.args, c.mode);
