@@ -5,6 +5,7 @@
 
 #include "analysis/collector.h"
 #include "driver/run.h"
+#include "render/json_render.h"
 #include "report/html.h"
 #include "store/store.h"
 
@@ -41,6 +42,14 @@ int startOutputs(Run& run, int argc, char** argv) {
       return 1;
     }
     run.an->setSink(std::move(db));
+    // The rows' fields come from the JSON renderer; without -json it works
+    // beside the listing and writes no lines of its own.
+    if (!run.json) {
+      run.json = std::make_unique<JsonRender>(run.out, run.rd);
+      run.json->setLines(false);
+      run.em.setJson(run.json.get(), true);
+    }
+    run.json->setFieldsSink(run.an.get());
   }
   return -1;
 }

@@ -43,7 +43,7 @@ void Emit::jsonEndRecord() {
 void Emit::error(const char* fmt, ...) {
   va_list ap;
   va_start(ap, fmt);
-  if (!json_) {
+  if (listing_) {
     out_.vprintf(fmt, ap);
     va_end(ap);
     return;

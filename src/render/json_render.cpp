@@ -18,20 +18,30 @@ JsonRender::Frame& JsonRender::push() {
   Frame& f = frames_[depth_++];
   f.w.clear();
   f.message = false;
+  f.drop = false;
   return f;
 }
 
-// Closes every container of the innermost object and writes it as a line.
+// Closes every container of the innermost object and writes it as a line;
+// a message's fields object also goes to the sink.
 void JsonRender::pop() {
   if (depth_ == 0) return;
-  JsonWriter& w = frames_[--depth_].w;
+  Frame& f = frames_[--depth_];
+  JsonWriter& w = f.w;
   while (!w.empty()) w.end();
-  out_.write(w.text());
+  const std::string& t = w.text();
+  if (f.message && sink_) {
+    // The fields object runs to the message object's closing brace.
+    sink_->messageFields(std::string_view(t).substr(f.fieldsAt, t.size() - 1 - f.fieldsAt));
+  }
+  if (!lines_) return;
+  out_.write(t);
   out_.put('\n');
 }
 
 void JsonRender::field(const char* key, const Value& v) {
   if (depth_ == 0) {
+    if (!lines_) return;
     // A field outside any record or message stands as an object of its own.
     JsonWriter& w = push().w;
     w.beginObject();
@@ -41,11 +51,12 @@ void JsonRender::field(const char* key, const Value& v) {
     pop();
     return;
   }
-  frames_[depth_ - 1].w.field(key, v);
+  Frame& f = frames_[depth_ - 1];
+  if (!f.drop) f.w.field(key, v);
 }
 
 void JsonRender::open(const char* key, bool list) {
-  if (depth_ == 0) return;
+  if (depth_ == 0 || frames_[depth_ - 1].drop) return;
   JsonWriter& w = frames_[depth_ - 1].w;
   if (list)
     w.beginArray(key);
@@ -61,6 +72,7 @@ void JsonRender::close() {
 }
 
 void JsonRender::diagnostic(const char* text, size_t n, int32_t offset) {
+  if (!lines_) return;
   int32_t packet = rd_.g_ipkt;
   for (size_t i = depth_; i > 0; --i) {
     if (frames_[i - 1].message) {
@@ -102,14 +114,20 @@ void JsonRender::beginMessage(int type, const char* name, int32_t offset) {
   w.string(name, strlen(name));
   w.assumeOpen(false);
   w.beginObject("fields");
+  f.fieldsAt = w.text().size() - 1;
 }
 
 void JsonRender::endMessage() {
   pop();
 }
 
+// A record still takes its own fields when no line is written, so that they
+// do not land in the message it interrupts.
 void JsonRender::beginRecord(const char* kind) {
-  JsonWriter& w = push().w;
+  Frame& f = push();
+  f.drop = !lines_;
+  if (f.drop) return;
+  JsonWriter& w = f.w;
   w.beginObject();
   w.field("kind", kind);
 }

@@ -3,12 +3,16 @@
 // diagnostics are complete where they are emitted; a message is complete at
 // its end, so a message that runs on into further packets follows their
 // packet records, and a diagnostic raised inside a message precedes it.
+//
+// For -db each message's "fields" object also goes to a FieldsSink; with
+// -db alone no line is written at all (the listing is the output).
 #pragma once
 
 #include <cstdint>
 #include <string>
 #include <vector>
 
+#include "render/fieldsink.h"
 #include "render/json_writer.h"
 
 namespace wp {
@@ -19,6 +23,11 @@ struct Reader;
 class JsonRender {
  public:
   JsonRender(Output& out, const Reader& rd) : out_(out), rd_(rd) {}
+
+  // Hands each message's fields to `sink` as well (null: to nobody).
+  void setFieldsSink(FieldsSink* sink) { sink_ = sink; }
+  // Whether the JSON lines are written (on unless turned off).
+  void setLines(bool on) { lines_ = on; }
 
   void field(const char* key, const Value& v);
   void open(const char* key, bool list);
@@ -38,6 +47,8 @@ class JsonRender {
   struct Frame {
     JsonWriter w;
     bool message = false;
+    bool drop = false;    // a record no one reads: its fields are not written
+    size_t fieldsAt = 0;  // a message's: where its fields object begins
     int32_t packet = 0, offset = 0;
   };
   Frame& push();
@@ -45,6 +56,8 @@ class JsonRender {
 
   Output& out_;
   const Reader& rd_;
+  FieldsSink* sink_ = nullptr;
+  bool lines_ = true;
   std::vector<Frame> frames_;  // objects being built, innermost last
   size_t depth_ = 0;           // frames_[0..depth_) are in use
   JsonWriter line_;            // a diagnostic, written at once

@@ -6,6 +6,8 @@
 #include <cerrno>
 #include <cstdio>
 #include <cstring>
+#include <string>
+#include <string_view>
 
 #include "driver/msgtable.h"
 
@@ -46,7 +48,8 @@ CREATE TABLE message_rows (
   trace INTEGER, packet INTEGER,
   offset INTEGER,     -- of the message type in the packet
   type INTEGER,
-  fields TEXT         -- the message's fields as JSON; NULL until the JSON rendering fills it
+  fields TEXT         -- the message's fields: the JSON object -json writes as "fields";
+                      -- NULL for a type that is no message
 );
 -- Every message with its type's name.
 CREATE VIEW messages AS
@@ -82,8 +85,8 @@ constexpr int kRowsPerInsert = 64;
 
 // A column value waiting in a batch.
 struct Value {
-  enum Kind : uint8_t { Null, Int, Real, Text } kind = Null;
-  int64_t i = 0;
+  enum Kind : uint8_t { Null, Int, Real, Text, Kept } kind = Null;
+  int64_t i = 0;  // Kept: where the text begins in the batch's copies
   double d = 0;
   const char* text = nullptr;  // static or outliving the batch's flush
   int len = 0;
@@ -106,6 +109,12 @@ class Batch {
   Batch& iOrNull(int64_t v) { return v ? i(v) : null(); }
   Batch& d(double v) { return put(Value{Value::Real, 0, v, nullptr, 0}); }
   Batch& text(const char* t, int len) { return put(Value{Value::Text, 0, 0, t, len}); }
+  // A text that is gone after the call: copied until the row is stored.
+  Batch& copy(std::string_view t) {
+    auto at = static_cast<int64_t>(kept_.size());
+    kept_.append(t);
+    return put(Value{Value::Kept, at, 0, nullptr, static_cast<int>(t.size())});
+  }
   Batch& null() { return put(Value{}); }
   void flush();
 
@@ -122,6 +131,7 @@ class Batch {
   int64_t trace_;
   sqlite3_stmt *many_ = nullptr, *one_ = nullptr;
   std::vector<Value> vals_;
+  std::string kept_;  // the copied texts of the rows in vals_
 };
 
 struct Store::Impl {
@@ -129,7 +139,8 @@ struct Store::Impl {
   std::unique_ptr<Batch> packets, messages, trips, errors;
   int64_t trace = 1;
   int64_t rows = 0;
-  std::string failure;  // the first error
+  size_t longestText = 0;  // SQLite's limit on a value's length
+  std::string failure;     // the first error
 
   ~Impl() {
     packets.reset();
@@ -196,12 +207,16 @@ void Batch::step(sqlite3_stmt* s, int rows) {
         case Value::Text:
           sqlite3_bind_text(s, k + 1, v.text, v.len, SQLITE_STATIC);
           break;
+        case Value::Kept:
+          sqlite3_bind_text(s, k + 1, kept_.data() + v.i, v.len, SQLITE_STATIC);
+          break;
       }
     }
     if (sqlite3_step(s) != SQLITE_DONE) m_.fail(sqlite3_errmsg(m_.db));
     sqlite3_reset(s);
   }
   vals_.erase(vals_.begin(), vals_.begin() + cols_ * rows);
+  if (vals_.empty()) kept_.clear();
   m_.stored(rows);
 }
 
@@ -233,6 +248,7 @@ std::unique_ptr<Store> Store::open(const std::string& path, int64_t traceId, std
   impl->exec(
       "PRAGMA journal_mode=OFF; PRAGMA synchronous=OFF; PRAGMA locking_mode=EXCLUSIVE;"
       "PRAGMA cache_size=-16384");
+  impl->longestText = static_cast<size_t>(sqlite3_limit(impl->db, SQLITE_LIMIT_LENGTH, -1));
   impl->exec(kSchema);
   impl->exec("BEGIN");
   if (sqlite3_stmt* s = impl->prepare("INSERT INTO message_types VALUES (?1, ?2)")) {
@@ -268,7 +284,12 @@ void Store::packet(const analysis::PacketRow& r) {
 }
 
 void Store::message(const analysis::MessageRow& r) {
-  impl_->messages->row().i(r.packet).i(r.offset).i(r.type).null();
+  Batch& b = impl_->messages->row().i(r.packet).i(r.offset).i(r.type);
+  // A message too long for SQLite (a hostile trace's) keeps no fields.
+  if (r.fields.data() && r.fields.size() <= impl_->longestText)
+    b.copy(r.fields);
+  else
+    b.null();
 }
 
 void Store::roundTrip(const analysis::RoundTripRow& r) {
