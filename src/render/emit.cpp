@@ -23,6 +23,7 @@ void Emit::jsonClose() {
 }
 
 void Emit::jsonBeginMessage(int type, const char* name, int32_t offset) {
+  if (listing_) out_.printf("\t%s\n", name);
   json_->beginMessage(type, name, offset);
 }
 

@@ -103,8 +103,10 @@ class Emit {
   void beginMessage(int type, const char* name, int32_t offset) {
     ++open_;
     if (tally_) tallyBegin(type);
-    if (listing_) out_.printf("\t%s\n", name);
-    if (json_) jsonBeginMessage(type, name, offset);
+    if (!json_)
+      out_.printf("\t%s\n", name);
+    else
+      jsonBeginMessage(type, name, offset);
   }
   void endMessage() {
     --open_;

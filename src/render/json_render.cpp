@@ -31,8 +31,10 @@ void JsonRender::pop() {
   while (!w.empty()) w.end();
   const std::string& t = w.text();
   if (f.message && sink_) {
-    // The fields object runs to the message object's closing brace.
-    sink_->messageFields(std::string_view(t).substr(f.fieldsAt, t.size() - 1 - f.fieldsAt));
+    // The fields object runs to the message object's closing brace, or to
+    // the end when it is all there is.
+    size_t end = lines_ ? t.size() - 1 : t.size();
+    sink_->messageFields(std::string_view(t).substr(f.fieldsAt, end - f.fieldsAt));
   }
   if (!lines_) return;
   out_.write(t);
@@ -68,7 +70,7 @@ void JsonRender::open(const char* key, bool list) {
 void JsonRender::close() {
   if (depth_ == 0) return;
   Frame& f = frames_[depth_ - 1];
-  if (f.w.depth() > (f.message ? 2u : 1u)) f.w.end();
+  if (f.w.depth() > (f.message && lines_ ? 2u : 1u)) f.w.end();
 }
 
 void JsonRender::diagnostic(const char* text, size_t n, int32_t offset) {
@@ -99,6 +101,11 @@ void JsonRender::beginMessage(int type, const char* name, int32_t offset) {
   f.packet = rd_.g_ipkt;
   f.offset = offset;
   JsonWriter& w = f.w;
+  if (!lines_) {  // only the fields are wanted
+    w.beginObject();
+    f.fieldsAt = 0;
+    return;
+  }
   // Every message has these members: written in a few appends.
   static const char kHead[] = "{\"kind\":\"message\",\"packet\":";
   w.raw(kHead, sizeof kHead - 1);
