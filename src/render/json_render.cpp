@@ -145,7 +145,8 @@ void JsonRender::endRecord() {
 
 const char* JsonRender::isoTime(double seconds) {
   iso_[0] = '\0';
-  if (!(seconds >= 0 && seconds < 9.2e15)) return iso_;
+  // Without lines only messages are kept, and no message holds a time.
+  if (!lines_ || !(seconds >= 0 && seconds < 9.2e15)) return iso_;
   double whole = std::floor(seconds);
   auto micros = static_cast<int64_t>(std::llround((seconds - whole) * 1e6));
   auto t = static_cast<int64_t>(whole);

@@ -4,10 +4,15 @@
 #include <sqlite3.h>
 
 #include <cerrno>
+#include <condition_variable>
 #include <cstdio>
 #include <cstring>
+#include <deque>
+#include <mutex>
 #include <string>
 #include <string_view>
+#include <thread>
+#include <vector>
 
 #include "driver/msgtable.h"
 
@@ -82,11 +87,15 @@ namespace {
 constexpr int64_t kRowsPerCommit = 1 << 20;
 // Rows per INSERT statement: one step stores this many.
 constexpr int kRowsPerInsert = 64;
+// Rows handed to the writer at a time, and how many such parts may wait for
+// it before the decoding waits in turn (which bounds the memory they take).
+constexpr int kRowsPerPart = 16 * kRowsPerInsert;
+constexpr size_t kPartsWaiting = 8;
 
 // A column value waiting in a batch.
 struct Value {
   enum Kind : uint8_t { Null, Int, Real, Text, Kept } kind = Null;
-  int64_t i = 0;  // Kept: where the text begins in the batch's copies
+  int64_t i = 0;  // Kept: where the text begins in the part's copies
   double d = 0;
   const char* text = nullptr;  // static or outliving the batch's flush
   int len = 0;
@@ -94,8 +103,16 @@ struct Value {
 
 }  // namespace
 
-// Rows of one table, stored kRowsPerInsert at a time through a multi-row
-// INSERT, the rest through a one-row INSERT at the end.
+// Rows of one table on their way to SQLite, and the texts they copied.
+struct Part {
+  Batch* batch = nullptr;
+  std::vector<Value> vals;
+  std::string kept;
+};
+
+// Rows of one table, collected into parts that the writer stores
+// kRowsPerInsert at a time through a multi-row INSERT, the rest through a
+// one-row INSERT.
 class Batch {
  public:
   Batch(Store::Impl& m, const char* table, int cols);
@@ -111,27 +128,29 @@ class Batch {
   Batch& text(const char* t, int len) { return put(Value{Value::Text, 0, 0, t, len}); }
   // A text that is gone after the call: copied until the row is stored.
   Batch& copy(std::string_view t) {
-    auto at = static_cast<int64_t>(kept_.size());
-    kept_.append(t);
+    auto at = static_cast<int64_t>(part_.kept.size());
+    part_.kept.append(t);
     return put(Value{Value::Kept, at, 0, nullptr, static_cast<int>(t.size())});
   }
   Batch& null() { return put(Value{}); }
+  // Hands over the rows collected so far.
   void flush();
+  // Stores a part's rows (on the writer's thread).
+  void write(const Part& p);
 
  private:
   Batch& put(const Value& v) {
-    vals_.push_back(v);
-    if (vals_.size() == static_cast<size_t>(cols_ * kRowsPerInsert)) step(many_, kRowsPerInsert);
+    part_.vals.push_back(v);
+    if (part_.vals.size() == static_cast<size_t>(cols_ * kRowsPerPart)) flush();
     return *this;
   }
-  void step(sqlite3_stmt* s, int rows);
+  void step(sqlite3_stmt* s, const Part& p, size_t first, int rows);
 
   Store::Impl& m_;
   int cols_;
   int64_t trace_;
   sqlite3_stmt *many_ = nullptr, *one_ = nullptr;
-  std::vector<Value> vals_;
-  std::string kept_;  // the copied texts of the rows in vals_
+  Part part_;  // being filled
 };
 
 struct Store::Impl {
@@ -142,7 +161,18 @@ struct Store::Impl {
   size_t longestText = 0;  // SQLite's limit on a value's length
   std::string failure;     // the first error
 
+  // The writer: SQLite's share of the work (binding, its B-trees, the
+  // file's writes) runs on a thread of its own while the trace is decoded.
+  // Until it starts, and after it ends, parts are stored at once.
+  std::thread writer;
+  std::mutex mu;
+  std::condition_variable cv;
+  std::deque<Part> waiting;  // for the writer, oldest first
+  std::vector<Part> spare;   // stored parts, for their buffers
+  bool ending = false;
+
   ~Impl() {
+    endWriter(true);
     packets.reset();
     messages.reset();
     trips.reset();
@@ -173,6 +203,58 @@ struct Store::Impl {
     rows += n;
     if (rows / kRowsPerCommit != before) exec("COMMIT; BEGIN");
   }
+
+  void startWriter() {
+    writer = std::thread([this] { writeParts(); });
+  }
+  // Takes `p` (left empty, with buffers to reuse) for the writer, waiting
+  // while too many parts wait already.
+  void send(Part& p) {
+    if (!writer.joinable()) {
+      p.batch->write(p);
+      p.vals.clear();
+      p.kept.clear();
+      return;
+    }
+    std::unique_lock<std::mutex> lock(mu);
+    cv.wait(lock, [this] { return waiting.size() < kPartsWaiting; });
+    Batch* b = p.batch;
+    waiting.push_back(std::move(p));
+    p = Part{};
+    if (!spare.empty()) {
+      p = std::move(spare.back());
+      spare.pop_back();
+    }
+    p.batch = b;
+    cv.notify_all();
+  }
+  void writeParts() {
+    std::unique_lock<std::mutex> lock(mu);
+    for (;;) {
+      cv.wait(lock, [this] { return ending || !waiting.empty(); });
+      if (waiting.empty()) return;
+      Part p = std::move(waiting.front());
+      waiting.pop_front();
+      cv.notify_all();
+      lock.unlock();
+      p.batch->write(p);
+      p.vals.clear();
+      p.kept.clear();
+      lock.lock();
+      spare.push_back(std::move(p));
+    }
+  }
+  // Lets the writer store what waits (or drops it, when `drop`) and end.
+  void endWriter(bool drop) {
+    if (!writer.joinable()) return;
+    {
+      std::lock_guard<std::mutex> lock(mu);
+      if (drop) waiting.clear();
+      ending = true;
+    }
+    cv.notify_all();
+    writer.join();
+  }
 };
 
 Batch::Batch(Store::Impl& m, const char* table, int cols) : m_(m), cols_(cols), trace_(m.trace) {
@@ -183,45 +265,53 @@ Batch::Batch(Store::Impl& m, const char* table, int cols) : m_(m), cols_(cols), 
   one_ = m.prepare(sql);
   for (int r = 1; r < kRowsPerInsert; ++r) sql += "," + one;
   many_ = m.prepare(sql);
-  vals_.reserve(static_cast<size_t>(cols * kRowsPerInsert));
+  part_.batch = this;
 }
 
 Batch& Batch::row() {
   return i(trace_);
 }
 
-void Batch::step(sqlite3_stmt* s, int rows) {
-  if (s) {
-    for (int k = 0; k < cols_ * rows; ++k) {
-      const Value& v = vals_[static_cast<size_t>(k)];
-      switch (v.kind) {
-        case Value::Null:
-          sqlite3_bind_null(s, k + 1);
-          break;
-        case Value::Int:
-          sqlite3_bind_int64(s, k + 1, v.i);
-          break;
-        case Value::Real:
-          sqlite3_bind_double(s, k + 1, v.d);
-          break;
-        case Value::Text:
-          sqlite3_bind_text(s, k + 1, v.text, v.len, SQLITE_STATIC);
-          break;
-        case Value::Kept:
-          sqlite3_bind_text(s, k + 1, kept_.data() + v.i, v.len, SQLITE_STATIC);
-          break;
-      }
+void Batch::step(sqlite3_stmt* s, const Part& p, size_t first, int rows) {
+  if (!s) return;
+  for (int k = 0; k < cols_ * rows; ++k) {
+    const Value& v = p.vals[first + static_cast<size_t>(k)];
+    switch (v.kind) {
+      case Value::Null:
+        sqlite3_bind_null(s, k + 1);
+        break;
+      case Value::Int:
+        sqlite3_bind_int64(s, k + 1, v.i);
+        break;
+      case Value::Real:
+        sqlite3_bind_double(s, k + 1, v.d);
+        break;
+      case Value::Text:
+        sqlite3_bind_text(s, k + 1, v.text, v.len, SQLITE_STATIC);
+        break;
+      case Value::Kept:
+        sqlite3_bind_text(s, k + 1, p.kept.data() + v.i, v.len, SQLITE_STATIC);
+        break;
     }
-    if (sqlite3_step(s) != SQLITE_DONE) m_.fail(sqlite3_errmsg(m_.db));
-    sqlite3_reset(s);
   }
-  vals_.erase(vals_.begin(), vals_.begin() + cols_ * rows);
-  if (vals_.empty()) kept_.clear();
-  m_.stored(rows);
+  if (sqlite3_step(s) != SQLITE_DONE) m_.fail(sqlite3_errmsg(m_.db));
+  sqlite3_reset(s);
+}
+
+void Batch::write(const Part& p) {
+  size_t n = p.vals.size() / static_cast<size_t>(cols_), r = 0;
+  for (; n - r >= kRowsPerInsert; r += kRowsPerInsert) {
+    step(many_, p, r * static_cast<size_t>(cols_), kRowsPerInsert);
+    m_.stored(kRowsPerInsert);
+  }
+  for (; r < n; ++r) {
+    step(one_, p, r * static_cast<size_t>(cols_), 1);
+    m_.stored(1);
+  }
 }
 
 void Batch::flush() {
-  while (!vals_.empty()) step(one_, 1);
+  if (!part_.vals.empty()) m_.send(part_);
 }
 
 Store::Store(std::unique_ptr<Impl> impl) : impl_(std::move(impl)) {}
@@ -269,6 +359,7 @@ std::unique_ptr<Store> Store::open(const std::string& path, int64_t traceId, std
     error = impl->failure;
     return nullptr;
   }
+  impl->startWriter();
   return std::unique_ptr<Store>(new Store(std::move(impl)));
 }
 
@@ -322,6 +413,7 @@ void Store::error(const analysis::ErrorRow& r) {
 bool Store::finish(const analysis::Collector& c, std::string& error) {
   Impl& m = *impl_;
   for (Batch* b : {m.packets.get(), m.messages.get(), m.trips.get(), m.errors.get()}) b->flush();
+  m.endWriter(false);
   {
     Batch statements(m, "statements", 6);
     int64_t n = 0;
