@@ -57,12 +57,6 @@ int startUp(Run& run, int argc, char** argv, EnvLookup env) {
     run.json = std::make_unique<JsonRender>(run.out, run.rd);
     run.em.setJson(run.json.get());
   }
-  // The report and the database are written by the run of one trace.
-  if (opt.inputs.size() > 1 && (!opt.report.empty() || !opt.db.empty())) {
-    run.out.err("%s: -report and -db take a single trace\n", opt.progname.c_str());
-    return 1;
-  }
-
   if (!opt.timestamp && opt.cmd_time) {
     notice(run, "-notimestamp is set, so -cmd_time will be ignored\n");
     opt.cmd_time = 0;
@@ -98,6 +92,7 @@ int startUp(Run& run, int argc, char** argv, EnvLookup env) {
 
   if (opt.follow) run.rd.file.follow(catchInterrupt());
   if (opt.inputs.size() > 1) {
+    if (int st = analysis::startOutputs(run, argc, argv); st >= 0) return st;
     run.out.startListing();
     return -1;  // each trace is opened by its own run
   }

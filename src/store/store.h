@@ -28,8 +28,16 @@ class Store : public analysis::RowSink {
   void error(const analysis::ErrorRow& r) override;
 
   // Writes the remaining tables and commits. False with `error` set when
-  // any write failed.
+  // any write failed. A merged collector's rows came with the appended
+  // traces: only the commit is left.
   bool finish(const analysis::Collector& c, std::string& error) override;
+
+  // Copies every row of the database of one trace of several, written by a
+  // store of its own, after the rows already here. False when that failed
+  // (finish() then reports why).
+  bool append(const std::string& path);
+  // Fails the store with `why` (a trace of several whose rows are lost).
+  void fail(const std::string& why);
 
   struct Impl;
 
