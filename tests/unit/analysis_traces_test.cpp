@@ -255,6 +255,22 @@ TEST_F(SeveralTraces, FilterAndDamageAcrossTraces) {
   EXPECT_TRUE(pageHas("<dt>errors (SQ_ERR)</dt><dd>1</dd>"));
 }
 
+// A report or database that would replace one of the traces is refused
+// before anything is read or written.
+TEST_F(SeveralTraces, OutputThatIsATraceRefused) {
+  std::string a = compiled("a.trace", kTraceA), b = compiled("b.trace", kTraceB);
+  std::string before = slurp(b);
+  for (const char* option : {"-db", "-report"}) {
+    SCOPED_TRACE(option);
+    std::string err = path("err");
+    std::string cmd = std::string(WIREPRINT_BINARY) + " " + option + " " + b + " " + a + " " + b +
+                      " > /dev/null 2> " + err;
+    EXPECT_EQ(WEXITSTATUS(system(cmd.c_str())), 1);
+    EXPECT_EQ(slurp(err), b + ": Output file is the input file\n");
+    EXPECT_TRUE(slurp(b) == before);
+  }
+}
+
 // Generated traces big enough that the jobs overlap: the database and the
 // page are the same at one, two and three jobs.
 TEST_F(SeveralTraces, GeneratedTracesSameAtAnyJobs) {
