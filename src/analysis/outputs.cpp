@@ -101,14 +101,27 @@ bool writeOutputs(Run& run) {
   return ok;
 }
 
-TraceOutputs::TraceOutputs(Run& main, Run& trace, int32_t index) : index_(index) {
+TraceOutputs::TraceOutputs(Run& main, Run& trace, int32_t index)
+    : index_(index), all_(storeOf(*main.an)) {
   const Options& opt = main.opt;
   auto c = std::make_unique<Collector>(index + 1, !opt.report.empty(), !opt.db.empty());
   c->file = opt.inputs[static_cast<size_t>(index)];
   c->options = main.an->options;
   trace.an = std::move(c);
-  if (opt.db.empty()) return;
-  std::string name = opt.db + ".part" + std::to_string(index + 1) + "-XXXXXX";
+}
+
+TraceOutputs::~TraceOutputs() {
+  if (!part_.empty()) ::remove(part_.c_str());
+}
+
+void TraceOutputs::begin(Run& trace, bool direct) {
+  if (!all_) return;
+  if (direct) {
+    direct_ = true;
+    trace.an->setSink(std::make_unique<store::TraceWriter>(*all_, index_ + 1));
+    return;
+  }
+  std::string name = trace.opt.db + ".part" + std::to_string(index_ + 1) + "-XXXXXX";
   int fd = mkstemp(name.data());
   if (fd < 0) {
     error_ = std::string("temporary file: ") + strerror(errno);
@@ -116,14 +129,6 @@ TraceOutputs::TraceOutputs(Run& main, Run& trace, int32_t index) : index_(index)
   }
   close(fd);
   part_ = name;
-}
-
-TraceOutputs::~TraceOutputs() {
-  if (!part_.empty()) ::remove(part_.c_str());
-}
-
-void TraceOutputs::begin(Run& trace) {
-  if (part_.empty()) return;
   auto db = store::Store::open(part_, index_ + 1, error_);
   if (db) trace.an->setSink(std::move(db));
 }
@@ -137,12 +142,12 @@ void TraceOutputs::end(Run& trace) {
 }
 
 void TraceOutputs::absorb(Run& main, Run& trace) {
-  Collector& c = *main.an;
-  if (store::Store* db = storeOf(c)) {
-    if (error_.empty() && !part_.empty() && !db->append(part_)) error_ = "copy failed";
-    if (!error_.empty()) db->fail(error_);
+  if (all_) {
+    if (error_.empty() && !direct_ && !part_.empty() && !all_->append(part_))
+      error_ = "copy failed";
+    if (!error_.empty()) all_->fail(error_);
   }
-  c.absorb(*trace.an, index_);
+  main.an->absorb(*trace.an, index_);
   trace.an.reset();
   if (!part_.empty()) ::remove(part_.c_str());
   part_.clear();

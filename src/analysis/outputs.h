@@ -7,6 +7,9 @@
 namespace wp {
 struct Run;
 }
+namespace wp::store {
+class Store;
+}
 
 namespace wp::analysis {
 
@@ -20,10 +23,12 @@ int startOutputs(Run& run, int argc, char** argv);
 bool writeOutputs(Run& run);
 
 // The report and database side of one trace of several. Its run has a
-// collector of its own whose rows go to a database of its own, a temporary
-// file beside the final one; once the traces before it are in, the main run
-// takes its figures and copies its rows, so that nothing waits in memory and
-// the result does not depend on which job finished first.
+// collector of its own. When the traces before it are all in as it starts,
+// its rows go straight into the database; else to a database of its own, a
+// temporary file beside the final one, whose rows are copied in once the
+// traces before it are. Nothing waits in memory, and the result does not
+// depend on which job finished first. The main run takes its figures in
+// argument order.
 class TraceOutputs {
  public:
   // In the main thread, before the jobs start.
@@ -32,15 +37,19 @@ class TraceOutputs {
   TraceOutputs(const TraceOutputs&) = delete;
   TraceOutputs& operator=(const TraceOutputs&) = delete;
 
-  // In the job: before the trace is opened, and after its last packet.
-  void begin(Run& trace);
+  // In the job: before the trace is opened (`direct`: the traces before it
+  // are all in, and the database is this trace's until it ends), and after
+  // its last packet.
+  void begin(Run& trace, bool direct);
   void end(Run& trace);
   // In the main thread, in argument order.
   void absorb(Run& main, Run& trace);
 
  private:
   int32_t index_;
-  std::string part_;   // the trace's own database; empty without -db
+  store::Store* all_;  // the database of all traces; null without -db
+  bool direct_ = false;
+  std::string part_;   // the trace's own database, if any
   std::string error_;  // why it could not be written
 };
 

@@ -120,7 +120,6 @@ class Batch {
 
   Store::Impl& m_;
   int cols_;
-  int64_t trace_;
   sqlite3_stmt *many_ = nullptr, *one_ = nullptr;
   std::vector<Value> vals_;
 };
@@ -165,7 +164,7 @@ struct Store::Impl {
   }
 };
 
-Batch::Batch(Store::Impl& m, const char* table, int cols) : m_(m), cols_(cols), trace_(m.trace) {
+Batch::Batch(Store::Impl& m, const char* table, int cols) : m_(m), cols_(cols) {
   std::string one = "(";
   for (int c = 0; c < cols; ++c) one += c ? ",?" : "?";
   one += ")";
@@ -177,7 +176,7 @@ Batch::Batch(Store::Impl& m, const char* table, int cols) : m_(m), cols_(cols), 
 }
 
 Batch& Batch::row() {
-  return i(trace_);
+  return i(m_.trace);
 }
 
 void Batch::step(sqlite3_stmt* s, int rows) {
@@ -394,6 +393,23 @@ bool Store::append(const std::string& path) {
   }
   m.exec("BEGIN");
   return m.failure.empty();
+}
+
+void Store::beginTrace(int64_t id) {
+  impl_->trace = id;
+}
+
+bool Store::endTrace(const analysis::Collector& c) {
+  Impl& m = *impl_;
+  for (Batch* b : {m.packets.get(), m.messages.get(), m.trips.get(), m.errors.get()}) b->flush();
+  writeTrace(m, c);
+  return m.failure.empty();
+}
+
+bool TraceWriter::finish(const analysis::Collector& c, std::string& error) {
+  if (all_.endTrace(c)) return true;
+  error = "write failed";
+  return false;
 }
 
 void Store::fail(const std::string& why) {

@@ -64,8 +64,8 @@ int decodeTrace(Run& run, int32_t index) {
 
 // The trace in its job: decoded, its statements readied for the merge, its
 // report and database part completed.
-int runTrace(Slot& s, int32_t index) {
-  if (s.outputs) s.outputs->begin(*s.run);
+int runTrace(Slot& s, int32_t index, bool direct) {
+  if (s.outputs) s.outputs->begin(*s.run, direct);
   int status = decodeTrace(*s.run, index);
   if (s.outputs) s.outputs->end(*s.run);
   prepareMerge(*s.run, index);
@@ -115,16 +115,22 @@ int runTraces(Run& main, EnvLookup env) {
   if (jobs <= 1) {
     for (size_t i = 0; i < n; ++i) {
       slots[i].sink->goDirect();
-      slots[i].status = runTrace(slots[i], static_cast<int32_t>(i));
+      slots[i].status = runTrace(slots[i], static_cast<int32_t>(i), true);
       takeIn(main, slots[i]);
     }
   } else {
     std::mutex m;
     std::condition_variable cv;
     std::atomic<size_t> next{0};
+    size_t absorbed = 0;  // traces taken in by the main thread
     auto work = [&] {
       for (size_t i; (i = next++) < n;) {
-        int status = runTrace(slots[i], static_cast<int32_t>(i));
+        bool direct;
+        {
+          std::lock_guard<std::mutex> lk(m);
+          direct = absorbed == i;
+        }
+        int status = runTrace(slots[i], static_cast<int32_t>(i), direct);
         std::lock_guard<std::mutex> lk(m);
         slots[i].status = status;
         slots[i].done = true;
@@ -140,6 +146,8 @@ int runTraces(Run& main, EnvLookup env) {
       cv.wait(lk, [&] { return slots[i].done; });
       lk.unlock();
       takeIn(main, slots[i]);
+      lk.lock();
+      absorbed = i + 1;
     }
     for (auto& w : workers) w.join();
   }
