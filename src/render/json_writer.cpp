@@ -1,16 +1,37 @@
 // The escaping JSON writer of the -json rendering.
 #include "render/json_writer.h"
 
+#include <algorithm>
+#include <array>
 #include <charconv>
 #include <cmath>
-#include <cstdio>
-#include <cstring>
 
 namespace wp {
 
 namespace {
 
 const char kHex[] = "0123456789abcdef";
+
+// Bytes that stand in a JSON string as they are: printable ASCII but the
+// quote and the backslash.
+constexpr std::array<bool, 256> kPlain = [] {
+  std::array<bool, 256> t{};
+  for (int c = 0x20; c < 0x7f; ++c) t[static_cast<size_t>(c)] = c != '"' && c != '\\';
+  return t;
+}();
+
+// True when none of the eight bytes at p needs escaping (one test for a
+// word of plain text instead of eight).
+inline bool plain8(const uint8_t* p) {
+  uint64_t x;
+  memcpy(&x, p, 8);
+  constexpr uint64_t k1 = 0x0101010101010101ULL, kTop = k1 * 0x80;
+  auto hasZero = [](uint64_t v) { return (v - k1) & ~v & kTop; };
+  uint64_t odd = ((x - k1 * 0x20) & ~x & kTop)  // a control character
+                 | (x & kTop)                   // a byte of 0x80 and up
+                 | hasZero(x ^ (k1 * 0x7f)) | hasZero(x ^ (k1 * '"')) | hasZero(x ^ (k1 * '\\'));
+  return odd == 0;
+}
 
 // Length of the valid UTF-8 sequence at p (n bytes available), or 0 when the
 // bytes there are not one (overlong forms and surrogates are not valid).
@@ -37,125 +58,144 @@ size_t utf8Length(const uint8_t* p, size_t n) {
   return len;
 }
 
-void escapeByte(std::string& out, uint8_t b) {
-  char e[6] = {'\\', 'u', '0', '0', kHex[b >> 4], kHex[b & 15]};
-  out.append(e, 6);
+// The escape of one byte that is not plain and not part of a UTF-8
+// sequence; returns its length (at most 6).
+size_t escape(char* o, uint8_t c) {
+  char short_ = 0;
+  switch (c) {
+    case '"':
+      short_ = '"';
+      break;
+    case '\\':
+      short_ = '\\';
+      break;
+    case '\n':
+      short_ = 'n';
+      break;
+    case '\t':
+      short_ = 't';
+      break;
+    case '\r':
+      short_ = 'r';
+      break;
+    default:  // other control characters, DEL, and bytes that are not UTF-8
+      o[0] = '\\', o[1] = 'u', o[2] = '0', o[3] = '0', o[4] = kHex[c >> 4], o[5] = kHex[c & 15];
+      return 6;
+  }
+  o[0] = '\\', o[1] = short_;
+  return 2;
 }
 
 }  // namespace
 
-void jsonString(std::string& out, const char* s, size_t n) {
-  auto p = reinterpret_cast<const uint8_t*>(s);
-  out += '"';
-  size_t i = 0;
-  while (i < n) {
-    // A run of plain printable ASCII goes in one append.
-    size_t j = i;
-    while (j < n && p[j] >= 0x20 && p[j] < 0x7f && p[j] != '"' && p[j] != '\\') ++j;
-    out.append(s + i, j - i);
-    i = j;
-    if (i >= n) break;
-    uint8_t c = p[i];
-    switch (c) {
-      case '"':
-        out += "\\\"";
-        ++i;
-        continue;
-      case '\\':
-        out += "\\\\";
-        ++i;
-        continue;
-      case '\n':
-        out += "\\n";
-        ++i;
-        continue;
-      case '\t':
-        out += "\\t";
-        ++i;
-        continue;
-      case '\r':
-        out += "\\r";
-        ++i;
-        continue;
-      default:
-        break;
-    }
-    if (c < 0x80) {  // other control characters and DEL
-      escapeByte(out, c);
-      ++i;
-      continue;
-    }
-    size_t len = utf8Length(p + i, n - i);
-    if (len == 0) {  // not UTF-8: the byte as the Latin-1 character of its value
-      escapeByte(out, c);
-      ++i;
-      continue;
-    }
-    out.append(s + i, len);
-    i += len;
-  }
-  out += '"';
+void JsonWriter::grow(size_t n) {
+  size_t cap = std::max({cap_ * 2, len_ + n, size_t{256}});
+  std::unique_ptr<char[]> bigger(new char[cap]);
+  if (len_) memcpy(bigger.get(), buf_.get(), len_);
+  buf_ = std::move(bigger);
+  cap_ = cap;
 }
 
-// Keys are the program's own snake_case words: written as they are, with
-// the comma before them, in one append.
+bool JsonWriter::comma() {
+  uint8_t& st = open_.back();
+  bool before = !(st & kFirst);
+  st = static_cast<uint8_t>(st & ~kFirst);
+  return before;
+}
+
+// Keys are the program's own snake_case words: written as they are.
+size_t JsonWriter::keyAt(char* o, const char* k, size_t n) {
+  size_t len = 0;
+  if (comma()) o[len++] = ',';
+  o[len++] = '"';
+  memcpy(o + len, k, n);
+  len += n;
+  o[len++] = '"';
+  o[len++] = ':';
+  return len;
+}
+
 void JsonWriter::key(const char* k) {
   if (open_.empty()) return;
-  uint8_t& st = open_.back();
-  bool comma = !(st & kFirst);
-  st = static_cast<uint8_t>(st & ~kFirst);
-  if ((st & kArray) || !k) {
-    if (comma) buf_ += ',';
+  if ((open_.back() & kArray) || !k) {
+    if (comma()) {
+      *room(1) = ',';
+      ++len_;
+    }
     return;
   }
-  char t[72];
-  size_t n = strlen(k);
-  if (n > sizeof t - 4) n = sizeof t - 4;
-  size_t len = 0;
-  if (comma) t[len++] = ',';
-  t[len++] = '"';
-  memcpy(t + len, k, n);
-  len += n;
-  t[len++] = '"';
-  t[len++] = ':';
-  buf_.append(t, len);
+  size_t n = std::min(strlen(k), size_t{68});
+  len_ += keyAt(room(n + 4), k, n);
 }
 
-void JsonWriter::open(const char* k, char c, bool array) {
+void JsonWriter::field(const char* k, const Value& v) {
   key(k);
-  buf_ += c;
-  open_.push_back(static_cast<uint8_t>(kFirst | (array ? kArray : 0)));
+  value(v);
 }
 
 void JsonWriter::beginObject(const char* k) {
-  open(k, '{', false);
+  key(k);
+  *room(1) = '{';
+  ++len_;
+  open_.push_back(kFirst);
 }
 
 void JsonWriter::beginArray(const char* k) {
-  open(k, '[', true);
+  key(k);
+  *room(1) = '[';
+  ++len_;
+  open_.push_back(kFirst | kArray);
 }
 
 void JsonWriter::end() {
   if (open_.empty()) return;
-  buf_ += (open_.back() & kArray) ? ']' : '}';
+  *room(1) = (open_.back() & kArray) ? ']' : '}';
+  ++len_;
   open_.pop_back();
 }
 
 void JsonWriter::string(const char* s, size_t n) {
-  jsonString(buf_, s, n);
+  auto p = reinterpret_cast<const uint8_t*>(s);
+  // Room for the bytes as they are and the quotes; an escape makes more.
+  char* o = room(n + 2);
+  *o++ = '"';
+  size_t i = 0;
+  for (;;) {
+    size_t j = i;
+    while (n - j >= 8 && plain8(p + j)) j += 8;
+    while (j < n && kPlain[p[j]]) ++j;
+    memcpy(o, s + i, j - i);
+    o += j - i;
+    i = j;
+    if (i == n) break;
+    size_t len = p[i] >= 0x80 ? utf8Length(p + i, n - i) : 0;
+    if (len) {  // a UTF-8 character: its bytes as they are
+      memcpy(o, s + i, len);
+      o += len;
+      i += len;
+      continue;
+    }
+    // One byte becomes up to six: room for them, the rest and the quote.
+    len_ = static_cast<size_t>(o - buf_.get());
+    o = room(n - i + 6);
+    o += escape(o, p[i]);
+    ++i;
+  }
+  *o++ = '"';
+  len_ = static_cast<size_t>(o - buf_.get());
 }
 
 void JsonWriter::number(int64_t v) {
-  char t[24];
-  auto r = std::to_chars(t, t + sizeof t, v);
-  buf_.append(t, r.ptr);
+  char* o = room(20);  // "-9223372036854775808"
+  len_ = static_cast<size_t>(std::to_chars(o, o + 20, v).ptr - buf_.get());
 }
 
 // The shortest text that reads back as the same double; JSON has no NaN or
 // infinity, so those are the strings printf would show.
 void JsonWriter::number(double v) {
   if (!std::isfinite(v)) {
-    buf_ += std::isnan(v) ? "\"nan\"" : (v > 0 ? "\"inf\"" : "\"-inf\"");
+    const char* s = std::isnan(v) ? "\"nan\"" : (v > 0 ? "\"inf\"" : "\"-inf\"");
+    raw(s, strlen(s));
     return;
   }
   // Plain decimals while they stay short (time stamps are not 1.7e+09).
@@ -165,24 +205,24 @@ void JsonWriter::number(double v) {
   auto r = std::to_chars(t, t + sizeof t, v,
                          plain ? std::chars_format::fixed : std::chars_format::general);
   if (r.ec != std::errc()) r = std::to_chars(t, t + sizeof t, v);
-  buf_.append(t, r.ptr);
+  raw(t, static_cast<size_t>(r.ptr - t));
 }
 
 void JsonWriter::hex(const uint8_t* p, size_t n) {
-  buf_ += '"';
-  size_t at = buf_.size();
-  buf_.resize(at + 2 * n);
+  char* o = room(2 * n + 2);
+  *o++ = '"';
   for (size_t i = 0; i < n; ++i) {
-    buf_[at + 2 * i] = kHex[p[i] >> 4];
-    buf_[at + 2 * i + 1] = kHex[p[i] & 15];
+    *o++ = kHex[p[i] >> 4];
+    *o++ = kHex[p[i] & 15];
   }
-  buf_ += '"';
+  *o++ = '"';
+  len_ += 2 * n + 2;
 }
 
 void JsonWriter::value(const Value& v) {
   switch (v.kind) {
     case Value::kNull:
-      buf_ += "null";
+      raw("null", 4);
       break;
     case Value::kInt:
       number(v.i);
@@ -192,7 +232,7 @@ void JsonWriter::value(const Value& v) {
       break;
     case Value::kText: {
       auto s = static_cast<const char*>(v.p);
-      string(s, v.n == Value::kUntilNul ? std::char_traits<char>::length(s) : v.n);
+      string(s, v.n == Value::kUntilNul ? strlen(s) : v.n);
       break;
     }
     case Value::kHex:
@@ -200,12 +240,12 @@ void JsonWriter::value(const Value& v) {
       break;
     case Value::kNames: {
       auto names = static_cast<const char* const*>(v.p);
-      buf_ += '[';
+      raw("[", 1);
       for (size_t i = 0; i < v.n; ++i) {
-        if (i) buf_ += ',';
-        jsonString(buf_, names[i], std::char_traits<char>::length(names[i]));
+        if (i) raw(",", 1);
+        string(names[i], strlen(names[i]));
       }
-      buf_ += ']';
+      raw("]", 1);
       break;
     }
   }

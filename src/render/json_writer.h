@@ -1,11 +1,17 @@
-// A small JSON writer into a string: objects and arrays with their commas,
-// numbers, and strings escaped so that any bytes give valid JSON (bytes that
-// are not UTF-8 are written as \u00XX, reading them as Latin-1).
+// A small JSON writer into a buffer of its own: objects and arrays with their
+// commas, numbers, and strings escaped so that any bytes give valid JSON
+// (bytes that are not UTF-8 are written as \u00XX, reading them as Latin-1).
+//
+// It runs once per field of every message, so it writes straight into its
+// buffer: each write makes room once and stores its bytes, with no string
+// temporaries on the way.
 #pragma once
 
 #include <cstddef>
 #include <cstdint>
-#include <string>
+#include <cstring>
+#include <memory>
+#include <string_view>
 #include <vector>
 
 #include "render/value.h"
@@ -16,16 +22,19 @@ class JsonWriter {
  public:
   // Starts over with an empty text (the capacity stays).
   void clear() {
-    buf_.clear();
+    len_ = 0;
     open_.clear();
   }
-  const std::string& text() const { return buf_; }
+  std::string_view text() const { return {buf_.get(), len_}; }
   bool empty() const { return open_.empty(); }
   size_t depth() const { return open_.size(); }
   bool inArray() const { return !open_.empty() && (open_.back() & kArray); }
   // Text the caller knows to be valid JSON in place (a constant prefix),
   // and the state it leaves: an object or array opened with members in it.
-  void raw(const char* s, size_t n) { buf_.append(s, n); }
+  void raw(const char* s, size_t n) {
+    memcpy(room(n), s, n);
+    len_ += n;
+  }
   void assumeOpen(bool array) { open_.push_back(array ? kArray : 0); }
 
   // A key in an object (ignored inside an array), with the comma before it.
@@ -35,25 +44,33 @@ class JsonWriter {
   void end();  // closes the innermost object or array
 
   void value(const Value& v);
-  void field(const char* k, const Value& v) {
-    key(k);
-    value(v);
-  }
+  void field(const char* k, const Value& v);
   void string(const char* s, size_t n);
   void number(int64_t v);
   void number(double v);
   void hex(const uint8_t* p, size_t n);
 
+  // Room for n more bytes at the end of the text; bytes written there count
+  // once added with grown().
+  char* room(size_t n) {
+    if (cap_ - len_ < n) grow(n);
+    return buf_.get() + len_;
+  }
+  void grown(size_t n) { len_ += n; }
+
  private:
-  void open(const char* k, char c, bool array);
+  void grow(size_t n);
+  // The key's bytes (comma, quoted key, colon) at o, which has room for
+  // them; returns how many.
+  size_t keyAt(char* o, const char* k, size_t n);
+  bool comma();  // a member follows: true when one came before it
 
   static constexpr uint8_t kFirst = 1;  // nothing written in it yet
   static constexpr uint8_t kArray = 2;  // an array, not an object
-  std::string buf_;
+  std::unique_ptr<char[]> buf_;
+  size_t len_ = 0;
+  size_t cap_ = 0;
   std::vector<uint8_t> open_;  // per open container, innermost last
 };
-
-// Appends s (n bytes) to out as a quoted JSON string.
-void jsonString(std::string& out, const char* s, size_t n);
 
 }  // namespace wp
