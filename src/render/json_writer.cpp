@@ -104,31 +104,46 @@ bool JsonWriter::comma() {
 }
 
 // Keys are the program's own snake_case words: written as they are.
-size_t JsonWriter::keyAt(char* o, const char* k, size_t n) {
-  size_t len = 0;
-  if (comma()) o[len++] = ',';
-  o[len++] = '"';
-  memcpy(o + len, k, n);
-  len += n;
-  o[len++] = '"';
-  o[len++] = ':';
-  return len;
+char* JsonWriter::keyAt(char* o, const char* k) {
+  if (comma()) *o++ = ',';
+  if ((open_.back() & kArray) || !k) return o;
+  *o++ = '"';
+  for (size_t i = 0; i < kMaxKey && k[i]; ++i) *o++ = k[i];
+  *o++ = '"';
+  *o++ = ':';
+  return o;
 }
 
 void JsonWriter::key(const char* k) {
   if (open_.empty()) return;
-  if ((open_.back() & kArray) || !k) {
-    if (comma()) {
-      *room(1) = ',';
-      ++len_;
-    }
-    return;
-  }
-  size_t n = std::min(strlen(k), size_t{68});
-  len_ += keyAt(room(n + 4), k, n);
+  len_ = static_cast<size_t>(keyAt(room(kKeyRoom), k) - buf_.get());
 }
 
+namespace {
+
+// An integer's digits at o (room for 20); returns where they end. Most are
+// counts and lengths of one or two digits.
+char* integerAt(char* o, int64_t v) {
+  if (static_cast<uint64_t>(v) < 10) {
+    *o = static_cast<char>('0' + v);
+    return o + 1;
+  }
+  if (static_cast<uint64_t>(v) < 100) {
+    o[0] = static_cast<char>('0' + v / 10);
+    o[1] = static_cast<char>('0' + v % 10);
+    return o + 2;
+  }
+  return std::to_chars(o, o + 20, v).ptr;
+}
+
+}  // namespace
+
 void JsonWriter::field(const char* k, const Value& v) {
+  if (v.kind == Value::kInt && !open_.empty()) {  // the most common member
+    char* o = keyAt(room(kKeyRoom + 20), k);
+    len_ = static_cast<size_t>(integerAt(o, v.i) - buf_.get());
+    return;
+  }
   key(k);
   value(v);
 }
@@ -154,40 +169,83 @@ void JsonWriter::end() {
   open_.pop_back();
 }
 
-void JsonWriter::string(const char* s, size_t n) {
-  auto p = reinterpret_cast<const uint8_t*>(s);
-  // Room for the bytes as they are and the quotes; an escape makes more.
-  char* o = room(n + 2);
-  *o++ = '"';
+void JsonWriter::endLine() {
+  char* o = room(open_.size() + 1);
+  for (size_t i = open_.size(); i > 0; --i) *o++ = (open_[i - 1] & kArray) ? ']' : '}';
+  *o++ = '\n';
+  len_ = static_cast<size_t>(o - buf_.get());
+  open_.clear();
+}
+
+void JsonWriter::escaped(const uint8_t* p, size_t n) {
+  // Room for the bytes as they are; an escape makes more.
+  char* o = room(n);
   size_t i = 0;
-  for (;;) {
-    size_t j = i;
-    while (n - j >= 8 && plain8(p + j)) j += 8;
-    while (j < n && kPlain[p[j]]) ++j;
-    memcpy(o, s + i, j - i);
-    o += j - i;
-    i = j;
-    if (i == n) break;
-    size_t len = p[i] >= 0x80 ? utf8Length(p + i, n - i) : 0;
-    if (len) {  // a UTF-8 character: its bytes as they are
-      memcpy(o, s + i, len);
-      o += len;
-      i += len;
+  while (i < n) {
+    if (n - i >= 8 && plain8(p + i)) {
+      memcpy(o, p + i, 8);
+      o += 8;
+      i += 8;
       continue;
     }
-    // One byte becomes up to six: room for them, the rest and the quote.
-    len_ = static_cast<size_t>(o - buf_.get());
-    o = room(n - i + 6);
-    o += escape(o, p[i]);
-    ++i;
+    // A word with something else in it: its bytes one by one.
+    size_t stop = std::min(n, i + 8);
+    while (i < stop) {
+      uint8_t c = p[i];
+      if (kPlain[c]) {
+        *o++ = static_cast<char>(c);
+        ++i;
+        continue;
+      }
+      size_t len = c >= 0x80 ? utf8Length(p + i, n - i) : 0;
+      if (len) {  // a UTF-8 character: its bytes as they are
+        for (size_t k = 0; k < len; ++k) o[k] = static_cast<char>(p[i + k]);
+        o += len;
+        i += len;
+        continue;
+      }
+      // One byte becomes up to six: room for them and the rest.
+      len_ = static_cast<size_t>(o - buf_.get());
+      o = room(n - i + 6);
+      o += escape(o, c);
+      ++i;
+    }
   }
-  *o++ = '"';
   len_ = static_cast<size_t>(o - buf_.get());
 }
 
+void JsonWriter::string(const char* s, size_t n) {
+  *room(1) = '"';
+  ++len_;
+  escaped(reinterpret_cast<const uint8_t*>(s), n);
+  *room(1) = '"';
+  ++len_;
+}
+
+// Plain bytes are copied while the end is looked for; the first other byte
+// hands the rest to the counted form.
+void JsonWriter::string(const char* s) {
+  auto p = reinterpret_cast<const uint8_t*>(s);
+  *room(1) = '"';
+  ++len_;
+  for (;;) {
+    char* o = room(33);  // 32 bytes and the closing quote
+    size_t k = 0;
+    while (k < 32 && kPlain[p[k]]) {  // the NUL is not plain
+      o[k] = static_cast<char>(p[k]);
+      ++k;
+    }
+    len_ += k;
+    p += k;
+    if (k < 32) break;
+  }
+  if (*p) escaped(p, strlen(reinterpret_cast<const char*>(p)));
+  *room(1) = '"';
+  ++len_;
+}
+
 void JsonWriter::number(int64_t v) {
-  char* o = room(20);  // "-9223372036854775808"
-  len_ = static_cast<size_t>(std::to_chars(o, o + 20, v).ptr - buf_.get());
+  len_ = static_cast<size_t>(integerAt(room(20), v) - buf_.get());
 }
 
 // The shortest text that reads back as the same double; JSON has no NaN or
@@ -230,11 +288,12 @@ void JsonWriter::value(const Value& v) {
     case Value::kReal:
       number(v.d);
       break;
-    case Value::kText: {
-      auto s = static_cast<const char*>(v.p);
-      string(s, v.n == Value::kUntilNul ? strlen(s) : v.n);
+    case Value::kText:
+      if (v.n == Value::kUntilNul)
+        string(static_cast<const char*>(v.p));
+      else
+        string(static_cast<const char*>(v.p), v.n);
       break;
-    }
     case Value::kHex:
       hex(static_cast<const uint8_t*>(v.p), v.n);
       break;
@@ -243,7 +302,7 @@ void JsonWriter::value(const Value& v) {
       raw("[", 1);
       for (size_t i = 0; i < v.n; ++i) {
         if (i) raw(",", 1);
-        string(names[i], strlen(names[i]));
+        string(names[i]);
       }
       raw("]", 1);
       break;

@@ -35,17 +35,22 @@ class JsonWriter {
     memcpy(room(n), s, n);
     len_ += n;
   }
-  void assumeOpen(bool array) { open_.push_back(array ? kArray : 0); }
+  void assumeOpen(bool array, bool empty = false) {
+    open_.push_back(static_cast<uint8_t>((array ? kArray : 0) | (empty ? kFirst : 0)));
+  }
 
   // A key in an object (ignored inside an array), with the comma before it.
   void key(const char* k);
   void beginObject(const char* k = nullptr);
   void beginArray(const char* k = nullptr);
   void end();  // closes the innermost object or array
+  // Closes all that is open and ends the line: the text is one JSON line.
+  void endLine();
 
   void value(const Value& v);
   void field(const char* k, const Value& v);
   void string(const char* s, size_t n);
+  void string(const char* s);  // NUL-terminated
   void number(int64_t v);
   void number(double v);
   void hex(const uint8_t* p, size_t n);
@@ -59,11 +64,15 @@ class JsonWriter {
   void grown(size_t n) { len_ += n; }
 
  private:
+  static constexpr size_t kMaxKey = 68;            // longer keys are cut
+  static constexpr size_t kKeyRoom = kMaxKey + 4;  // with comma, quotes and colon
   void grow(size_t n);
-  // The key's bytes (comma, quoted key, colon) at o, which has room for
-  // them; returns how many.
-  size_t keyAt(char* o, const char* k, size_t n);
+  // A member's key (comma, quoted key, colon; only the comma in an array)
+  // at o, which has kKeyRoom bytes of room; returns where it ends.
+  char* keyAt(char* o, const char* k);
   bool comma();  // a member follows: true when one came before it
+  // The bytes between the quotes of a JSON string.
+  void escaped(const uint8_t* p, size_t n);
 
   static constexpr uint8_t kFirst = 1;  // nothing written in it yet
   static constexpr uint8_t kArray = 2;  // an array, not an object

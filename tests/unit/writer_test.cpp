@@ -13,6 +13,9 @@
 #include <random>
 #include <string>
 
+#include "driver/output.h"
+#include "driver/reader.h"
+#include "render/json_render.h"
 #include "render/json_writer.h"
 
 namespace wp {
@@ -21,6 +24,13 @@ namespace {
 std::string str(std::string_view s) {
   JsonWriter w;
   w.string(s.data(), s.size());
+  return std::string(w.text());
+}
+
+// The same text given NUL-terminated (it then has no NUL of its own).
+std::string strz(const std::string& s) {
+  JsonWriter w;
+  w.string(s.c_str());
   return std::string(w.text());
 }
 
@@ -78,20 +88,36 @@ TEST(JsonWriterString, Escapes) {
        "\"\\u00c3A\""},                    // a lead byte without its follower
       {"\x80\xbf", "\"\\u0080\\u00bf\""},  // followers without a lead
   };
-  for (const Case& c : cases) EXPECT_EQ(str(c.in), c.want) << c.in;
+  for (const Case& c : cases) {
+    EXPECT_EQ(str(c.in), c.want) << c.in;
+    if (c.in.find('\0') == std::string::npos) {
+      EXPECT_EQ(strz(c.in), c.want) << c.in;
+    }
+  }
 }
 
-// Every byte value at every place of a text long enough for several words
-// of the fast scan, with plain text around it.
+// Every byte value at every place of a text long enough for several steps
+// of the fast scans (a word of eight bytes counted, 32 bytes NUL-terminated),
+// with plain text around it.
 TEST(JsonWriterString, EveryByteAtEveryPlace) {
+  const size_t size = 70;
   for (int b = 0; b < 256; ++b) {
-    for (size_t at = 0; at < 20; ++at) {
-      std::string in(20, 'x');
+    for (size_t at = 0; at < size; ++at) {
+      std::string in(size, 'x');
       in[at] = static_cast<char>(b);
       std::string want =
-          "\"" + std::string(at, 'x') + byteAlone(b) + std::string(19 - at, 'x') + "\"";
+          "\"" + std::string(at, 'x') + byteAlone(b) + std::string(size - 1 - at, 'x') + "\"";
       ASSERT_EQ(str(in), want) << "byte " << b << " at " << at;
+      if (b) {
+        ASSERT_EQ(strz(in), want) << "byte " << b << " at " << at;
+      }
     }
+  }
+  // A NUL-terminated text ends at its NUL, wherever that falls.
+  for (size_t len = 0; len < size; ++len) {
+    std::string in(len, 'y');
+    ASSERT_EQ(strz(in), "\"" + in + "\"");
+    ASSERT_EQ(strz(in + "\x01"), "\"" + in + "\\u0001\"");
   }
 }
 
@@ -118,18 +144,30 @@ TEST(JsonWriterString, LongTextsGrowTheBuffer) {
   w.end();
   EXPECT_EQ(w.text(), want);
   w.clear();
+  std::string longName(5000, 'n');
+  longName[4000] = '\t';
+  w.string(longName.c_str());
+  EXPECT_EQ(w.text(), "\"" + longName.substr(0, 4000) + "\\t" + longName.substr(4001) + "\"");
+  w.clear();
   w.string("z", 1);
   EXPECT_EQ(w.text(), "\"z\"");
 }
 
 TEST(JsonWriterNumber, Integers) {
-  for (int64_t v : {int64_t{0}, int64_t{-1}, int64_t{7}, int64_t{1700000100}, int64_t{-2147483648},
+  for (int64_t v : {int64_t{0}, int64_t{-1}, int64_t{7}, int64_t{9}, int64_t{10}, int64_t{-10},
+                    int64_t{99}, int64_t{100}, int64_t{1700000100}, int64_t{-2147483648},
                     std::numeric_limits<int64_t>::max(), std::numeric_limits<int64_t>::min()}) {
-    JsonWriter w;
-    w.number(v);
     char ref[32];
     snprintf(ref, sizeof ref, "%" PRId64, v);
+    JsonWriter w;
+    w.number(v);
     EXPECT_EQ(w.text(), ref);
+    // As a member, which takes a path of its own.
+    JsonWriter m;
+    m.beginObject();
+    m.field("v", v);
+    m.end();
+    EXPECT_EQ(m.text(), std::string("{\"v\":") + ref + "}");
   }
 }
 
@@ -194,13 +232,31 @@ TEST(JsonWriterStructure, CommasKeysAndNesting) {
   w.field("data", Value::hex(bytes, 3));
   w.field("text", std::string_view("a\0b", 3));
   w.field("none", static_cast<const char*>(nullptr));
-  EXPECT_EQ(w.depth(), 2u);
-  while (!w.empty()) w.end();
+  w.beginArray("open");
+  w.key(nullptr);
+  w.number(int64_t{-5});
+  EXPECT_EQ(w.depth(), 3u);
+  w.endLine();
+  EXPECT_TRUE(w.empty());
   EXPECT_EQ(
       w.text(),
       "{\"kind\":\"packet\",\"n\":17,\"fields\":{\"values\":[{\"ignored_in_array_no\":null},3],"
       "\"type_flags\":[\"NULLABLE\",\"DISTINCT\"],\"empty\":[],\"data\":\"00ab7f\","
-      "\"text\":\"a\\u0000b\",\"none\":null}}");
+      "\"text\":\"a\\u0000b\",\"none\":null,\"open\":[-5]}}\n");
+}
+
+// A prefix written as it is, then members in the state it leaves.
+TEST(JsonWriterStructure, AssumedContainers) {
+  JsonWriter w;
+  const char head[] = "{\"kind\":\"message\",\"fields\":{";
+  w.raw(head, sizeof head - 1);
+  w.assumeOpen(false);
+  w.assumeOpen(false, true);
+  w.field("a", 1);
+  w.end();
+  w.field("b", 2);
+  w.endLine();
+  EXPECT_EQ(w.text(), "{\"kind\":\"message\",\"fields\":{\"a\":1},\"b\":2}\n");
 }
 
 // Keys are cut at 68 bytes; a key outside any object writes nothing.
@@ -212,6 +268,29 @@ TEST(JsonWriterStructure, LongKeysAndStrayKeys) {
   w.field(k.c_str(), 1);
   w.end();
   EXPECT_EQ(w.text(), "{\"" + std::string(68, 'k') + "\":1}");
+}
+
+// Packet times in UTC to the microsecond; out of range, nothing.
+TEST(JsonRenderTime, Iso8601) {
+  Output out;
+  Reader rd;
+  JsonRender json(out, rd);
+  struct Case {
+    double seconds;
+    const char* want;
+  } cases[] = {
+      {1700000100.25, "2023-11-14T22:15:00.250000Z"},
+      {1700000100.000001, "2023-11-14T22:15:00.000001Z"},
+      {1700000100.0000004, "2023-11-14T22:15:00.000000Z"},  // rounds down
+      {1700000099.9999996, "2023-11-14T22:15:00.000000Z"},  // rounds up into the next second
+      {1700000100.5, "2023-11-14T22:15:00.500000Z"},        // the date part again
+      {86400.123456, "1970-01-02T00:00:00.123456Z"},
+      {0.0, "1970-01-01T00:00:00.000000Z"},
+      {-1.0, ""},
+      {9.3e15, ""},
+      {std::nan(""), ""},
+  };
+  for (const Case& c : cases) EXPECT_STREQ(json.isoTime(c.seconds), c.want) << c.want;
 }
 
 }  // namespace
