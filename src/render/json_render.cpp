@@ -28,33 +28,26 @@ void JsonRender::pop() {
   if (depth_ == 0) return;
   Frame& f = frames_[--depth_];
   JsonWriter& w = f.w;
-  while (!w.empty()) w.end();
-  const std::string& t = w.text();
+  w.endLine();
+  std::string_view t = w.text();
   if (f.message && sink_) {
     // The fields object runs to the message object's closing brace, or to
-    // the end when it is all there is.
-    size_t end = lines_ ? t.size() - 1 : t.size();
-    sink_->messageFields(std::string_view(t).substr(f.fieldsAt, end - f.fieldsAt));
+    // the end of the line when it is all there is.
+    size_t end = t.size() - (lines_ ? 2 : 1);
+    sink_->messageFields(t.substr(f.fieldsAt, end - f.fieldsAt));
   }
-  if (!lines_) return;
-  out_.write(t);
-  out_.put('\n');
+  if (lines_) out_.write(t);
 }
 
-void JsonRender::field(const char* key, const Value& v) {
-  if (depth_ == 0) {
-    if (!lines_) return;
-    // A field outside any record or message stands as an object of its own.
-    JsonWriter& w = push().w;
-    w.beginObject();
-    w.field("kind", "field");
-    w.field("key", key);
-    w.field("value", v);
-    pop();
-    return;
-  }
-  Frame& f = frames_[depth_ - 1];
-  if (!f.drop) f.w.field(key, v);
+// A field outside any record or message stands as an object of its own.
+void JsonRender::loneField(const char* key, const Value& v) {
+  if (!lines_) return;
+  JsonWriter& w = push().w;
+  w.beginObject();
+  w.field("kind", "field");
+  w.field("key", key);
+  w.field("value", v);
+  pop();
 }
 
 void JsonRender::open(const char* key, bool list) {
@@ -90,9 +83,8 @@ void JsonRender::diagnostic(const char* text, size_t n, int32_t offset) {
   if (offset >= 0) line_.field("offset", offset);  // none for a record's own error
   line_.key("text");
   line_.string(text, n);
-  line_.end();
+  line_.endLine();
   out_.write(line_.text());
-  out_.put('\n');
 }
 
 void JsonRender::beginMessage(int type, const char* name, int32_t offset) {
@@ -118,9 +110,10 @@ void JsonRender::beginMessage(int type, const char* name, int32_t offset) {
   w.raw(",\"type\":", 8);
   w.number(static_cast<int64_t>(type));
   w.raw(",\"name\":", 8);
-  w.string(name, strlen(name));
+  w.string(name);
+  w.raw(",\"fields\":{", 11);
   w.assumeOpen(false);
-  w.beginObject("fields");
+  w.assumeOpen(false, true);
   f.fieldsAt = w.text().size() - 1;
 }
 
@@ -155,10 +148,17 @@ const char* JsonRender::isoTime(double seconds) {
     auto tt = static_cast<time_t>(t);
     struct tm tmv;
     if (!gmtime_r(&tt, &tmv)) return iso_;
-    strftime(isoDate_, sizeof isoDate_, "%Y-%m-%dT%H:%M:%S", &tmv);
+    isoDateLen_ = strftime(isoDate_, sizeof isoDate_, "%Y-%m-%dT%H:%M:%S", &tmv);
     isoSecond_ = t;
   }
-  snprintf(iso_, sizeof iso_, "%s.%06lldZ", isoDate_, static_cast<long long>(micros));
+  // Then ".uuuuuuZ": the microseconds in six digits.
+  char* o = iso_;
+  memcpy(o, isoDate_, isoDateLen_);
+  o += isoDateLen_;
+  *o++ = '.';
+  for (int i = 6; i > 0; --i, micros /= 10) o[i - 1] = static_cast<char>('0' + micros % 10);
+  o[6] = 'Z';
+  o[7] = '\0';
   return iso_;
 }
 

@@ -29,7 +29,11 @@ class JsonRender {
   // Whether the JSON lines are written (on unless turned off).
   void setLines(bool on) { lines_ = on; }
 
-  void field(const char* key, const Value& v);
+  void field(const char* key, const Value& v) {
+    if (depth_ == 0) return loneField(key, v);
+    Frame& f = frames_[depth_ - 1];
+    if (!f.drop) f.w.field(key, v);
+  }
   void open(const char* key, bool list);
   void close();
   void diagnostic(const char* text, size_t n, int32_t offset);
@@ -51,6 +55,7 @@ class JsonRender {
     size_t fieldsAt = 0;  // a message's: where its fields object begins
     int32_t packet = 0, offset = 0;
   };
+  void loneField(const char* key, const Value& v);
   Frame& push();
   void pop();
 
@@ -63,6 +68,7 @@ class JsonRender {
   JsonWriter line_;            // a diagnostic, written at once
   int64_t isoSecond_ = -1;     // the whole second isoDate_ shows
   char isoDate_[32] = "";
+  size_t isoDateLen_ = 0;
   char iso_[64] = "";
 };
 

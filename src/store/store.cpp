@@ -32,7 +32,8 @@ CREATE TABLE trace (
   round_trips INTEGER,
   errors INTEGER,
   client_time REAL,          -- the summary's clocks: client time and
-  server_time REAL           -- server plus network time, seconds
+  server_time REAL,          -- server plus network time, seconds
+  error TEXT                 -- why the trace could not be read to its end; NULL when it could
 );
 CREATE TABLE threads (
   trace INTEGER,
@@ -115,7 +116,9 @@ struct Part {
 // one-row INSERT.
 class Batch {
  public:
-  Batch(Store::Impl& m, const char* table, int cols);
+  // A streamed batch's rows go to the writer thread; the others' (written
+  // while the writer rests) are stored at once.
+  Batch(Store::Impl& m, const char* table, int cols, bool streamed = false);
   ~Batch() {
     sqlite3_finalize(many_);
     sqlite3_finalize(one_);
@@ -148,7 +151,7 @@ class Batch {
 
   Store::Impl& m_;
   int cols_;
-  int64_t trace_;
+  bool streamed_;
   sqlite3_stmt *many_ = nullptr, *one_ = nullptr;
   Part part_;  // being filled
 };
@@ -162,14 +165,16 @@ struct Store::Impl {
   std::string failure;     // the first error
 
   // The writer: SQLite's share of the work (binding, its B-trees, the
-  // file's writes) runs on a thread of its own while the trace is decoded.
-  // Until it starts, and after it ends, parts are stored at once.
+  // file's writes) runs on a thread of its own while a trace is decoded. It
+  // starts with the first rows streamed, and rests (ended) whenever the
+  // connection is used otherwise: at the end of a trace and before a copy.
   std::thread writer;
   std::mutex mu;
   std::condition_variable cv;
   std::deque<Part> waiting;  // for the writer, oldest first
   std::vector<Part> spare;   // stored parts, for their buffers
   bool ending = false;
+  std::mutex failMu;  // failure is set from either thread
 
   ~Impl() {
     endWriter(true);
@@ -188,6 +193,7 @@ struct Store::Impl {
     return false;
   }
   void fail(const char* what) {
+    std::lock_guard<std::mutex> lock(failMu);
     if (failure.empty()) failure = what;
   }
   sqlite3_stmt* prepare(const std::string& sql) {
@@ -204,17 +210,19 @@ struct Store::Impl {
     if (rows / kRowsPerCommit != before) exec("COMMIT; BEGIN");
   }
 
-  void startWriter() {
-    writer = std::thread([this] { writeParts(); });
-  }
   // Takes `p` (left empty, with buffers to reuse) for the writer, waiting
-  // while too many parts wait already.
-  void send(Part& p) {
-    if (!writer.joinable()) {
+  // while too many parts wait already; a part that is not streamed is
+  // stored at once.
+  void send(Part& p, bool streamed) {
+    if (!streamed) {
       p.batch->write(p);
       p.vals.clear();
       p.kept.clear();
       return;
+    }
+    if (!writer.joinable()) {
+      ending = false;
+      writer = std::thread([this] { writeParts(); });
     }
     std::unique_lock<std::mutex> lock(mu);
     cv.wait(lock, [this] { return waiting.size() < kPartsWaiting; });
@@ -257,7 +265,8 @@ struct Store::Impl {
   }
 };
 
-Batch::Batch(Store::Impl& m, const char* table, int cols) : m_(m), cols_(cols), trace_(m.trace) {
+Batch::Batch(Store::Impl& m, const char* table, int cols, bool streamed)
+    : m_(m), cols_(cols), streamed_(streamed) {
   std::string one = "(";
   for (int c = 0; c < cols; ++c) one += c ? ",?" : "?";
   one += ")";
@@ -269,7 +278,7 @@ Batch::Batch(Store::Impl& m, const char* table, int cols) : m_(m), cols_(cols), 
 }
 
 Batch& Batch::row() {
-  return i(trace_);
+  return i(m_.trace);
 }
 
 void Batch::step(sqlite3_stmt* s, const Part& p, size_t first, int rows) {
@@ -311,15 +320,17 @@ void Batch::write(const Part& p) {
 }
 
 void Batch::flush() {
-  if (!part_.vals.empty()) m_.send(part_);
+  if (!part_.vals.empty()) m_.send(part_, streamed_);
 }
 
 Store::Store(std::unique_ptr<Impl> impl) : impl_(std::move(impl)) {}
 Store::~Store() = default;
 
 std::unique_ptr<Store> Store::open(const std::string& path, int64_t traceId, std::string& error) {
-  // The program is single-threaded: no allocation statistics, no mutexes.
-  sqlite3_config(SQLITE_CONFIG_MEMSTATUS, 0);
+  // No allocation statistics: they cost a global lock per allocation. Set
+  // once, before the library starts; each connection is used by one job.
+  static const int configured = sqlite3_config(SQLITE_CONFIG_MEMSTATUS, 0);
+  (void)configured;
   auto impl = std::make_unique<Impl>();
   impl->trace = traceId;
   // A new database each time: an older file of the name is replaced.
@@ -351,15 +362,14 @@ std::unique_ptr<Store> Store::open(const std::string& path, int64_t traceId, std
     }
     sqlite3_finalize(s);
   }
-  impl->packets = std::make_unique<Batch>(*impl, "packets", 8);
-  impl->messages = std::make_unique<Batch>(*impl, "message_rows", 5);
-  impl->trips = std::make_unique<Batch>(*impl, "round_trips", 12);
-  impl->errors = std::make_unique<Batch>(*impl, "errors", 6);
+  impl->packets = std::make_unique<Batch>(*impl, "packets", 8, true);
+  impl->messages = std::make_unique<Batch>(*impl, "message_rows", 5, true);
+  impl->trips = std::make_unique<Batch>(*impl, "round_trips", 12, true);
+  impl->errors = std::make_unique<Batch>(*impl, "errors", 6, true);
   if (!impl->failure.empty()) {
     error = impl->failure;
     return nullptr;
   }
-  impl->startWriter();
   return std::unique_ptr<Store>(new Store(std::move(impl)));
 }
 
@@ -410,17 +420,21 @@ void Store::error(const analysis::ErrorRow& r) {
       .i(r.isamError);
 }
 
-bool Store::finish(const analysis::Collector& c, std::string& error) {
-  Impl& m = *impl_;
-  for (Batch* b : {m.packets.get(), m.messages.get(), m.trips.get(), m.errors.get()}) b->flush();
-  m.endWriter(false);
+namespace {
+
+// The statements, threads and trace rows of one trace, known at its end.
+void writeTrace(Store::Impl& m, const analysis::Collector& c) {
   {
     Batch statements(m, "statements", 6);
     int64_t n = 0;
+    // Numbers keep their place among all statements sent, also where a
+    // filter leaves some out.
     for (const analysis::StatementInst& st : c.statements) {
+      ++n;
+      if (!st.counted) continue;
       const std::string& norm = c.groups[st.group].text;
       statements.row()
-          .i(++n)
+          .i(n)
           .i(st.threadKey)
           .i(st.id)
           .text(st.raw.data(), static_cast<int>(st.raw.size()))
@@ -443,7 +457,7 @@ bool Store::finish(const analysis::Collector& c, std::string& error) {
     threads.flush();
   }
   {
-    Batch trace(m, "trace", 13);
+    Batch trace(m, "trace", 14);
     trace.row()
         .text(c.file.data(), static_cast<int>(c.file.size()))
         .text(c.options.data(), static_cast<int>(c.options.size()))
@@ -457,8 +471,21 @@ bool Store::finish(const analysis::Collector& c, std::string& error) {
         .i(c.errors)
         .d(c.clientTime)
         .d(c.serverTime);
+    if (c.failure.empty())
+      trace.null();
+    else
+      trace.text(c.failure.data(), static_cast<int>(c.failure.size()));
     trace.flush();
   }
+}
+
+}  // namespace
+
+bool Store::finish(const analysis::Collector& c, std::string& error) {
+  Impl& m = *impl_;
+  for (Batch* b : {m.packets.get(), m.messages.get(), m.trips.get(), m.errors.get()}) b->flush();
+  m.endWriter(false);
+  if (!c.merged()) writeTrace(m, c);
   m.exec("COMMIT");
   // Indexes on the small tables only; the README shows how to add more.
   m.exec(
@@ -466,6 +493,50 @@ bool Store::finish(const analysis::Collector& c, std::string& error) {
       "CREATE INDEX statements_number ON statements(trace, number)");
   error = m.failure;
   return m.failure.empty();
+}
+
+bool Store::append(const std::string& path) {
+  Impl& m = *impl_;
+  m.endWriter(false);
+  // A database is attached outside a transaction.
+  m.exec("COMMIT");
+  char* attach = sqlite3_mprintf("ATTACH DATABASE %Q AS part", path.c_str());
+  bool ok = m.exec(attach ? attach : "ATTACH");
+  sqlite3_free(attach);
+  if (ok) {
+    m.exec("BEGIN");
+    for (const char* table :
+         {"trace", "threads", "packets", "message_rows", "statements", "round_trips", "errors"}) {
+      std::string sql = std::string("INSERT INTO main.") + table + " SELECT * FROM part." + table;
+      if (!m.exec(sql.c_str())) break;
+    }
+    m.exec("COMMIT");
+    m.exec("DETACH DATABASE part");
+  }
+  m.exec("BEGIN");
+  return m.failure.empty();
+}
+
+void Store::beginTrace(int64_t id) {
+  impl_->trace = id;
+}
+
+bool Store::endTrace(const analysis::Collector& c) {
+  Impl& m = *impl_;
+  for (Batch* b : {m.packets.get(), m.messages.get(), m.trips.get(), m.errors.get()}) b->flush();
+  m.endWriter(false);
+  writeTrace(m, c);
+  return m.failure.empty();
+}
+
+bool TraceWriter::finish(const analysis::Collector& c, std::string& error) {
+  if (all_.endTrace(c)) return true;
+  error = "write failed";
+  return false;
+}
+
+void Store::fail(const std::string& why) {
+  impl_->fail(why.c_str());
 }
 
 }  // namespace wp::store
