@@ -163,6 +163,7 @@ void TraceOutputs::absorb(Run& main, Run& trace) {
     if (!error_.empty()) all_->fail(error_);
   }
   main.an->absorb(*trace.an, index_);
+  if (trace.json) trace.json->setFieldsSink(nullptr);
   trace.an.reset();
   if (!part_.empty()) ::remove(part_.c_str());
   part_.clear();
