@@ -3,6 +3,7 @@
 
 #include <sqlite3.h>
 
+#include <algorithm>
 #include <cerrno>
 #include <condition_variable>
 #include <cstdio>
@@ -172,7 +173,7 @@ struct Store::Impl {
   std::mutex mu;
   std::condition_variable cv;
   std::deque<Part> waiting;  // for the writer, oldest first
-  std::vector<Part> spare;   // stored parts, for their buffers
+  std::vector<Part> spare;   // stored parts, for their buffers (each table's its own)
   bool ending = false;
   std::mutex failMu;  // failure is set from either thread
 
@@ -212,8 +213,8 @@ struct Store::Impl {
 
   // Takes `p` (left empty, with buffers to reuse) for the writer, waiting
   // while too many parts wait already; a part that is not streamed is
-  // stored at once.
-  void send(Part& p, bool streamed) {
+  // stored at once. `full` is the size of a full part's values.
+  void send(Part& p, bool streamed, size_t full) {
     if (!streamed) {
       p.batch->write(p);
       p.vals.clear();
@@ -227,13 +228,21 @@ struct Store::Impl {
     std::unique_lock<std::mutex> lock(mu);
     cv.wait(lock, [this] { return waiting.size() < kPartsWaiting; });
     Batch* b = p.batch;
+    bool wasFull = p.vals.size() >= full;
     waiting.push_back(std::move(p));
     p = Part{};
-    if (!spare.empty()) {
-      p = std::move(spare.back());
-      spare.pop_back();
-    }
     p.batch = b;
+    // The buffers of a stored part of the same table; else, after a full
+    // part, room for the next full one at once (growing it step by step
+    // would map and unmap its memory again for every part).
+    auto same =
+        std::find_if(spare.rbegin(), spare.rend(), [b](const Part& s) { return s.batch == b; });
+    if (same != spare.rend()) {
+      p = std::move(*same);
+      spare.erase(std::next(same).base());
+    } else if (wasFull) {
+      p.vals.reserve(full);
+    }
     cv.notify_all();
   }
   void writeParts() {
@@ -320,7 +329,7 @@ void Batch::write(const Part& p) {
 }
 
 void Batch::flush() {
-  if (!part_.vals.empty()) m_.send(part_, streamed_);
+  if (!part_.vals.empty()) m_.send(part_, streamed_, static_cast<size_t>(cols_ * kRowsPerPart));
 }
 
 Store::Store(std::unique_ptr<Impl> impl) : impl_(std::move(impl)) {}
