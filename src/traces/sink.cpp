@@ -1,5 +1,6 @@
 #include "traces/sink.h"
 
+#include <fcntl.h>
 #include <sys/sendfile.h>
 #include <sys/stat.h>
 #include <unistd.h>
@@ -15,12 +16,14 @@ namespace wp {
 
 namespace {
 
-// Whether the stream writes to /dev/null.
+// Whether the stream writes to /dev/null (a descriptor open for reading
+// only, as a closed standard output is filled in, fails its writes instead).
 bool toNull(FILE* f) {
   struct stat null, st;
   int fd = f ? fileno(f) : -1;
-  return fd >= 0 && stat("/dev/null", &null) == 0 && fstat(fd, &st) == 0 && S_ISCHR(st.st_mode) &&
-         st.st_rdev == null.st_rdev;
+  int mode = fd >= 0 ? fcntl(fd, F_GETFL) : -1;
+  return mode >= 0 && (mode & O_ACCMODE) != O_RDONLY && stat("/dev/null", &null) == 0 &&
+         fstat(fd, &st) == 0 && S_ISCHR(st.st_mode) && st.st_rdev == null.st_rdev;
 }
 
 }  // namespace
