@@ -25,23 +25,18 @@ JsonRender::Frame& JsonRender::push() {
 void JsonRender::pop() {
   if (depth_ == 0) return;
   JsonWriter& w = frames_[--depth_].w;
-  while (!w.empty()) w.end();
+  w.endLine();
   out_.write(w.text());
-  out_.put('\n');
 }
 
-void JsonRender::field(const char* key, const Value& v) {
-  if (depth_ == 0) {
-    // A field outside any record or message stands as an object of its own.
-    JsonWriter& w = push().w;
-    w.beginObject();
-    w.field("kind", "field");
-    w.field("key", key);
-    w.field("value", v);
-    pop();
-    return;
-  }
-  frames_[depth_ - 1].w.field(key, v);
+// A field outside any record or message stands as an object of its own.
+void JsonRender::loneField(const char* key, const Value& v) {
+  JsonWriter& w = push().w;
+  w.beginObject();
+  w.field("kind", "field");
+  w.field("key", key);
+  w.field("value", v);
+  pop();
 }
 
 void JsonRender::open(const char* key, bool list) {
@@ -76,9 +71,8 @@ void JsonRender::diagnostic(const char* text, size_t n, int32_t offset) {
   if (offset >= 0) line_.field("offset", offset);  // none for a record's own error
   line_.key("text");
   line_.string(text, n);
-  line_.end();
+  line_.endLine();
   out_.write(line_.text());
-  out_.put('\n');
 }
 
 void JsonRender::beginMessage(int type, const char* name, int32_t offset) {
@@ -99,9 +93,10 @@ void JsonRender::beginMessage(int type, const char* name, int32_t offset) {
   w.raw(",\"type\":", 8);
   w.number(static_cast<int64_t>(type));
   w.raw(",\"name\":", 8);
-  w.string(name, strlen(name));
+  w.string(name);
+  w.raw(",\"fields\":{", 11);
   w.assumeOpen(false);
-  w.beginObject("fields");
+  w.assumeOpen(false, true);
 }
 
 void JsonRender::endMessage() {
@@ -129,10 +124,17 @@ const char* JsonRender::isoTime(double seconds) {
     auto tt = static_cast<time_t>(t);
     struct tm tmv;
     if (!gmtime_r(&tt, &tmv)) return iso_;
-    strftime(isoDate_, sizeof isoDate_, "%Y-%m-%dT%H:%M:%S", &tmv);
+    isoDateLen_ = strftime(isoDate_, sizeof isoDate_, "%Y-%m-%dT%H:%M:%S", &tmv);
     isoSecond_ = t;
   }
-  snprintf(iso_, sizeof iso_, "%s.%06lldZ", isoDate_, static_cast<long long>(micros));
+  // Then ".uuuuuuZ": the microseconds in six digits.
+  char* o = iso_;
+  memcpy(o, isoDate_, isoDateLen_);
+  o += isoDateLen_;
+  *o++ = '.';
+  for (int i = 6; i > 0; --i, micros /= 10) o[i - 1] = static_cast<char>('0' + micros % 10);
+  o[6] = 'Z';
+  o[7] = '\0';
   return iso_;
 }
 

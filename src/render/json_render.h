@@ -20,7 +20,10 @@ class JsonRender {
  public:
   JsonRender(Output& out, const Reader& rd) : out_(out), rd_(rd) {}
 
-  void field(const char* key, const Value& v);
+  void field(const char* key, const Value& v) {
+    if (depth_ == 0) return loneField(key, v);
+    frames_[depth_ - 1].w.field(key, v);
+  }
   void open(const char* key, bool list);
   void close();
   void diagnostic(const char* text, size_t n, int32_t offset);
@@ -40,6 +43,7 @@ class JsonRender {
     bool message = false;
     int32_t packet = 0, offset = 0;
   };
+  void loneField(const char* key, const Value& v);
   Frame& push();
   void pop();
 
@@ -50,6 +54,7 @@ class JsonRender {
   JsonWriter line_;            // a diagnostic, written at once
   int64_t isoSecond_ = -1;     // the whole second isoDate_ shows
   char isoDate_[32] = "";
+  size_t isoDateLen_ = 0;
   char iso_[64] = "";
 };
 
