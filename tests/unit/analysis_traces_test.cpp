@@ -255,6 +255,20 @@ TEST_F(SeveralTraces, FilterAndDamageAcrossTraces) {
   EXPECT_TRUE(pageHas("<dt>errors (SQ_ERR)</dt><dd>1</dd>"));
 }
 
+// A compressed trace cut short: its error line, then the next trace; its row
+// says why it stopped, and so does the report.
+TEST_F(SeveralTraces, CutTraceSaysWhyItStopped) {
+  std::string a = compiled("a.trace", kTraceA), b = compiled("b.trace", kTraceB);
+  ASSERT_EQ(system(("gzip -nc '" + a + "' | head -c 40 > '" + path("cut.gz") + "'").c_str()), 0);
+  ASSERT_EQ(run("x", {path("cut.gz"), b}), 0);
+  EXPECT_EQ(stderr_, path("cut.gz") + ": truncated gzip input\n");
+  EXPECT_EQ(rows("SELECT id, iif(id = 1, packets < 4, packets), error FROM trace"),
+            (std::vector<std::string>{"1|1|truncated gzip input", "2|4|-"}));
+  EXPECT_EQ(rows("SELECT trace, count(*) FROM round_trips WHERE trace = 2"),
+            (std::vector<std::string>{"2|2"}));
+  EXPECT_TRUE(pageHas("<td>no: truncated gzip input</td>"));
+}
+
 // A report or database that would replace one of the traces is refused
 // before anything is read or written.
 TEST_F(SeveralTraces, OutputThatIsATraceRefused) {
