@@ -319,6 +319,13 @@ TEST_F(SeveralTraces, GeneratedTracesSameAtAnyJobs) {
         << t;
     EXPECT_EQ(rows("SELECT count(*) FROM packets"),
               rows("SELECT count(*) FROM packets WHERE trace = " + n, path("j.sqlite")));
+    // Each trace's run renders its own messages' fields.
+    const char* fields =
+        "SELECT count(fields), sum(length(fields)), min(fields), max(fields) FROM "
+        "message_rows";
+    EXPECT_EQ(rows(fields), rows(std::string(fields) + " WHERE trace = " + n, path("j.sqlite")));
+    EXPECT_EQ(rows("SELECT count(*) FROM message_rows WHERE fields IS NULL AND type <= 139"),
+              (std::vector<std::string>{"0"}));
   }
   EXPECT_GT(one.size(), 1000u);
   for (const char* jobs : {"2", "3"}) {
