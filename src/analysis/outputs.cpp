@@ -68,7 +68,8 @@ int startOutputs(Run& run, int argc, char** argv) {
   bool several = opt.inputs.size() > 1;
   int64_t id = several ? 0 : 1;
   run.an = std::make_unique<Collector>(id, !opt.report.empty(), !opt.db.empty());
-  if (!several) run.an->file = opt.inpfile;
+  // Named as the listing names it ("standard input" for "-").
+  if (!several) run.an->file = opt.inpfile == "-" ? "standard input" : opt.inpfile;
   // The options: the arguments before the traces, less the jobs, which
   // change how the run went, not what it found.
   size_t n = opt.inputs.size();
@@ -119,7 +120,7 @@ TraceOutputs::TraceOutputs(Run& main, Run& trace, int32_t index)
     : index_(index), all_(storeOf(*main.an)) {
   const Options& opt = main.opt;
   auto c = std::make_unique<Collector>(index + 1, !opt.report.empty(), !opt.db.empty());
-  c->file = opt.inputs[static_cast<size_t>(index)];
+  c->file = traceName(opt, index);
   c->options = main.an->options;
   trace.an = std::move(c);
   if (all_) keepFields(trace);

@@ -22,7 +22,7 @@ namespace wp::store {
 const char* const kSchema = R"sql(
 CREATE TABLE trace (
   id INTEGER PRIMARY KEY,    -- the trace id every other row carries
-  file TEXT,                 -- the trace file as named on the command line
+  file TEXT,                 -- the trace as named on the command line ("standard input" for -)
   options TEXT,              -- the command line's options
   version TEXT,              -- wireprint's version
   first_time REAL,           -- first and last time stamp, seconds since 1970

@@ -269,6 +269,16 @@ TEST_F(SeveralTraces, CutTraceSaysWhyItStopped) {
   EXPECT_TRUE(pageHas("<td>no: truncated gzip input</td>"));
 }
 
+// Standard input among the traces is named as the listing names it.
+TEST_F(SeveralTraces, StandardInputNamed) {
+  std::string a = compiled("a.trace", kTraceA), b = compiled("b.trace", kTraceB);
+  std::string cmd = std::string("TZ=UTC ") + WIREPRINT_BINARY + " -db " + path("s.sqlite") +
+                    " -o /dev/null " + a + " - < " + b;
+  ASSERT_EQ(system(cmd.c_str()), 0);
+  EXPECT_EQ(rows("SELECT id, file, round_trips FROM trace", path("s.sqlite")),
+            (std::vector<std::string>{"1|" + a + "|2", "2|standard input|2"}));
+}
+
 // A report or database that would replace one of the traces is refused
 // before anything is read or written.
 TEST_F(SeveralTraces, OutputThatIsATraceRefused) {
