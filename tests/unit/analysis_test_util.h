@@ -60,7 +60,9 @@ struct Analysed {
   }
   std::string one(const std::string& sql) const {
     auto r = rows(sql);
-    return r.size() == 1 ? r[0] : "<" + std::to_string(r.size()) + " rows>";
+    if (r.size() == 1) return r[0];
+    std::string n = "<";
+    return n.append(std::to_string(r.size())).append(" rows>");
   }
 };
 
