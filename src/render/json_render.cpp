@@ -85,15 +85,26 @@ void JsonRender::beginMessage(int type, const char* name, int32_t offset) {
   static const char kHead[] = "{\"kind\":\"message\",\"packet\":";
   w.raw(kHead, sizeof kHead - 1);
   w.number(static_cast<int64_t>(f.packet));
+  const char dir[] = {'"', rd_.msgdir[0], '-', '>', rd_.msgdir[1], '"'};
   w.raw(",\"dir\":", 7);
-  const char dir[] = {rd_.msgdir[0], '-', '>', rd_.msgdir[1]};
-  w.string(dir, sizeof dir);  // an unknown direction code may be any bytes
+  if (JsonWriter::plain(dir[1]) && JsonWriter::plain(dir[4]))
+    w.raw(dir, sizeof dir);
+  else
+    w.string(dir + 1, 4);  // an unknown direction code may be any bytes
   w.raw(",\"offset\":", 10);
   w.number(static_cast<int64_t>(offset));
   w.raw(",\"type\":", 8);
   w.number(static_cast<int64_t>(type));
   w.raw(",\"name\":", 8);
-  w.string(name);
+  Name& quoted = names_[static_cast<uint8_t>(type)];
+  if (quoted.text != name) {
+    size_t at = w.text().size();
+    w.string(name);
+    quoted.text = name;
+    quoted.json.assign(w.text().substr(at));
+  } else {
+    w.raw(quoted.json.data(), quoted.json.size());
+  }
   w.raw(",\"fields\":{", 11);
   w.assumeOpen(false);
   w.assumeOpen(false, true);

@@ -5,6 +5,7 @@
 // packet records, and a diagnostic raised inside a message precedes it.
 #pragma once
 
+#include <array>
 #include <cstdint>
 #include <string>
 #include <vector>
@@ -49,10 +50,16 @@ class JsonRender {
 
   Output& out_;
   const Reader& rd_;
-  std::vector<Frame> frames_;  // objects being built, innermost last
-  size_t depth_ = 0;           // frames_[0..depth_) are in use
-  JsonWriter line_;            // a diagnostic, written at once
-  int64_t isoSecond_ = -1;     // the whole second isoDate_ shows
+  // Message names are the message table's: each is quoted once.
+  struct Name {
+    const char* text = nullptr;
+    std::string json = "null";
+  };
+  std::array<Name, 256> names_;  // by type
+  std::vector<Frame> frames_;    // objects being built, innermost last
+  size_t depth_ = 0;             // frames_[0..depth_) are in use
+  JsonWriter line_;              // a diagnostic, written at once
+  int64_t isoSecond_ = -1;       // the whole second isoDate_ shows
   char isoDate_[32] = "";
   size_t isoDateLen_ = 0;
   char iso_[64] = "";

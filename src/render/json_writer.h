@@ -35,6 +35,8 @@ class JsonWriter {
     memcpy(room(n), s, n);
     len_ += n;
   }
+  // A byte that stands in a JSON string as it is.
+  static bool plain(char c) { return c >= 0x20 && c < 0x7f && c != '"' && c != '\\'; }
   void assumeOpen(bool array, bool empty = false) {
     open_.push_back(static_cast<uint8_t>((array ? kArray : 0) | (empty ? kFirst : 0)));
   }

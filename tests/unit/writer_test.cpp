@@ -17,6 +17,7 @@
 #include "driver/reader.h"
 #include "render/json_render.h"
 #include "render/json_writer.h"
+#include "render/keys.h"
 
 namespace wp {
 namespace {
@@ -268,6 +269,31 @@ TEST(JsonWriterStructure, LongKeysAndStrayKeys) {
   w.field(k.c_str(), 1);
   w.end();
   EXPECT_EQ(w.text(), "{\"" + std::string(68, 'k') + "\":1}");
+}
+
+// Keys made of two parts are cut where snprintf cuts "%s%s".
+TEST(JsonKeys, Joined) {
+  struct Case {
+    std::string key, suffix;
+    size_t size;
+  } cases[] = {
+      {"type", "_flags", 64},
+      {"ddxt_type", "_flags", 64},
+      {"", "_flags", 64},
+      {"type", "", 64},
+      {std::string(57, 'k'), "_flags", 64},
+      {std::string(60, 'k'), "_flags", 64},  // the suffix cut
+      {std::string(70, 'k'), "_flags", 64},  // the key cut, no suffix
+      {"type", "_flags", 5},
+      {"type", "_flags", 1},
+  };
+  for (const Case& c : cases) {
+    char got[80];
+    char want[80];
+    snprintf(want, c.size, "%s%s", c.key.c_str(), c.suffix.c_str());
+    EXPECT_STREQ(joinKey(c.key.c_str(), c.suffix.c_str(), got, c.size), want)
+        << c.key << " " << c.size;
+  }
 }
 
 // Packet times in UTC to the microsecond; out of range, nothing.
