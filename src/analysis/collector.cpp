@@ -56,35 +56,39 @@ uint32_t Collector::groupOf(std::string text) {
 
 void Collector::packet(Run& run, bool client, int32_t length) {
   afterFork_ = false;
+  in_ = run.filt.in;
   ++packetNo_;
   int32_t len = std::max(length, 0);
-  int dir = client ? 0 : 1;
-  ++packets[dir];
-  bytes[dir] += len;
   double time = run.rd.time_fl;
-  if (time > 0) {
-    if (firstTime == 0 || time < firstTime) firstTime = time;
-    lastTime = std::max(lastTime, time);
-  }
   ThreadStats& t = threadOf(run.thr.cur->key);
   cur_ = &t;
-  ++t.packets;
+  if (in_) {
+    int dir = client ? 0 : 1;
+    ++packets[dir];
+    bytes[dir] += len;
+    if (time > 0) {
+      if (firstTime == 0 || time < firstTime) firstTime = time;
+      lastTime = std::max(lastTime, time);
+    }
+    ++t.packets;
+  }
   if (client) {
     if (t.open) close(t);
     t.open = true;
-    t.trip = RoundTripRow{++trips, packetNo_, t.key, 0, time, -1, 0, len, 0, false, 0, 0};
+    t.tripCounted = in_;
+    t.trip = RoundTripRow{in_ ? ++trips : 0, packetNo_, t.key, 0, time, -1, 0, len, 0, false, 0, 0};
   } else if (t.open) {
     RoundTripRow& r = t.trip;
     if (r.replyPackets++ == 0) {
       r.latency = std::max(time - r.start, 0.0);
       // The request's own messages have named its statement by now.
-      r.statement = t.current == UINT32_MAX ? 0 : int64_t{t.current} + 1;
+      r.statement = statementNo(t);
     }
     r.bytes += len;
   }
-  if (sink_) {
-    sink_->packet(
-        PacketRow{packetNo_, run.rd.g_ipkt, client, len, time, t.key, t.open ? t.trip.number : 0});
+  if (sink_ && in_) {
+    sink_->packet(PacketRow{packetNo_, run.rd.g_ipkt, client, len, time, t.key,
+                            t.open && t.tripCounted ? t.trip.number : 0});
   }
 }
 
@@ -94,7 +98,7 @@ void Collector::threadMarker(Run& run, const char* text) {
 }
 
 void Collector::fork() {
-  ++forks;
+  if (in_) ++forks;
   // The reader hands the last packet to the decoders once more: its messages
   // were counted already.
   afterFork_ = true;
@@ -102,28 +106,32 @@ void Collector::fork() {
 
 void Collector::message(int16_t type, int32_t offset) {
   if (afterFork_ || !cur_) return;
-  ++messages;
-  if (sink_) sink_->message(MessageRow{packetNo_, std::max(offset, 0), type});
+  if (in_) {
+    ++messages;
+    if (sink_) sink_->message(MessageRow{packetNo_, std::max(offset, 0), type});
+  }
   if (isRow(type) && cur_->open && cur_->trip.replyPackets > 0) ++cur_->trip.rows;
 }
 
 void Collector::sqlError(int16_t sqlerr, int16_t isam) {
   if (afterFork_ || !cur_) return;
-  ++errors;
   ThreadStats& t = *cur_;
-  ++t.errors;
-  int64_t stmt = t.current == UINT32_MAX ? 0 : int64_t{t.current} + 1;
+  int64_t stmt = statementNo(t);
   int64_t trip = 0;
   if (t.open) {
     RoundTripRow& r = t.trip;
     if (r.replyPackets > 0) stmt = r.statement;
-    trip = r.number;
+    if (t.tripCounted) trip = r.number;
     if (!r.error) {
       r.error = true;
       r.sqlError = sqlerr;
       r.isamError = isam;
     }
   }
+  if (!in_) return;
+  ++errors;
+  ++t.errors;
+  if (stmt) statements[static_cast<size_t>(stmt - 1)].counted = true;
   ErrorGroup& g = errorGroups[{sqlerr, isam}];
   if (g.count++ == 0) {
     g.firstPacket = packetNo_;
@@ -143,12 +151,13 @@ void Collector::statementText(Run& run, const char* text, int32_t len) {
   // server gives it an id.
   s.id = static_cast<int32_t>(static_cast<uint32_t>(run.rd.g_ipkt) + 1000000u);
   s.provisional = true;
+  s.counted = in_;
   s.group = groupOf(normaliseSql(text, len));
   if (keepTexts_) s.raw.assign(text, len > 0 ? strnlen(text, static_cast<size_t>(len)) : 0);
   t.current = static_cast<uint32_t>(statements.size());
   statements.push_back(std::move(s));
   byId_[idKey(thread, statements.back().id)] = t.current;
-  ++t.statements;
+  if (in_) ++t.statements;
 }
 
 void Collector::statementId(Run& run, int32_t id) {
@@ -171,6 +180,7 @@ void Collector::statementId(Run& run, int32_t id) {
   s.thread = run.thr.cur->index;
   s.threadKey = t.key;
   s.id = id;
+  s.counted = in_;
   s.group = groupOf(std::string());
   t.current = static_cast<uint32_t>(statements.size());
   statements.push_back(std::move(s));
@@ -187,10 +197,15 @@ void Collector::damaged(bool nextPacket) {
 void Collector::close(ThreadStats& t) {
   RoundTripRow& r = t.trip;
   t.open = false;
-  if (r.replyPackets == 0) r.statement = t.current == UINT32_MAX ? 0 : int64_t{t.current} + 1;
+  if (r.replyPackets == 0) r.statement = statementNo(t);
+  if (!t.tripCounted) return;
   ++t.trips;
-  StatementGroup* g =
-      r.statement ? &groups[statements[static_cast<size_t>(r.statement - 1)].group] : nullptr;
+  StatementGroup* g = nullptr;
+  if (r.statement) {
+    StatementInst& s = statements[static_cast<size_t>(r.statement - 1)];
+    s.counted = true;
+    g = &groups[s.group];
+  }
   if (g) {
     ++g->trips;
     g->rows += static_cast<uint64_t>(r.rows);
@@ -217,6 +232,78 @@ void Collector::finish(Run& run) {
     if (t.open) close(t);
   clientTime = run.timing.client_time_fl;
   serverTime = run.timing.server_time_fl;
+  // Threads that no listed packet came from are not shown.
+  if (run.opt.filter.active()) {
+    cur_ = nullptr;
+    threadIndex_.clear();
+    threads.erase(std::remove_if(threads.begin(), threads.end(),
+                                 [](const ThreadStats& t) { return t.packets == 0; }),
+                  threads.end());
+  }
+  statementsSent = 0;
+  for (const StatementInst& s : statements) {
+    if (!s.counted) continue;
+    ++statementsSent;
+    groups[s.group].counted = true;
+  }
+  distinctStatements = 0;
+  for (const StatementGroup& g : groups) distinctStatements += g.counted ? 1 : 0;
+}
+
+void Collector::absorb(Collector& o, int32_t trace) {
+  traces.push_back(TraceSummary{o.file, o.failure, o.packets[0] + o.packets[1], o.trips, o.errors,
+                                o.damagedPackets, o.firstTime, o.lastTime});
+  for (int d = 0; d < 2; ++d) {
+    packets[d] += o.packets[d];
+    bytes[d] += o.bytes[d];
+  }
+  messages += o.messages;
+  forks += o.forks;
+  damagedPackets += o.damagedPackets;
+  trips += o.trips;
+  replied += o.replied;
+  errors += o.errors;
+  statementsSent += o.statementsSent;
+  if (o.firstTime > 0 && (firstTime == 0 || o.firstTime < firstTime)) firstTime = o.firstTime;
+  lastTime = std::max(lastTime, o.lastTime);
+  clientTime += o.clientTime;
+  serverTime += o.serverTime;
+
+  std::vector<uint32_t> to(o.groups.size());
+  for (size_t i = 0; i < o.groups.size(); ++i) {
+    StatementGroup& from = o.groups[i];
+    to[i] = groupOf(from.text);
+    StatementGroup& g = groups[to[i]];
+    g.trips += from.trips;
+    g.rows += from.rows;
+    g.errors += from.errors;
+    g.replied += from.replied;
+    g.total += from.total;
+    g.max = std::max(g.max, from.max);
+    g.latencies.insert(g.latencies.end(), from.latencies.begin(), from.latencies.end());
+    std::vector<float>().swap(from.latencies);
+    g.counted = g.counted || from.counted;
+  }
+  distinctStatements = 0;
+  for (const StatementGroup& g : groups) distinctStatements += g.counted ? 1 : 0;
+
+  for (ThreadStats& t : o.threads) {
+    threads.push_back(std::move(t));
+    threads.back().trace = trace;
+  }
+  for (const auto& [key, from] : o.errorGroups) {
+    auto [it, fresh] = errorGroups.try_emplace(key, from);
+    ErrorGroup& g = it->second;
+    if (fresh) {
+      g.firstTrace = trace;
+      g.firstGroup = from.firstGroup < to.size() ? to[from.firstGroup] : UINT32_MAX;
+    } else {
+      g.count += from.count;
+    }
+  }
+  all.merge(o.all);
+  for (size_t b = 0; b < coarse.size(); ++b) coarse[b] += o.coarse[b];
+  timeline.merge(o.timeline);
 }
 
 }  // namespace wp::analysis

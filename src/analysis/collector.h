@@ -7,6 +7,11 @@
 // first reply packet. Rows go to an optional RowSink as they complete, and
 // each carries the trace id, so that the collectors of several traces can
 // later feed one store.
+//
+// With a time window or thread filter only what the listing lists counts:
+// packets, their messages and errors, the statements they send. A round trip
+// counts, whole, when its request is listed: its latency, reply packets, rows
+// and error come from its replies even when these lie past the window.
 #pragma once
 
 #include <array>
@@ -84,7 +89,8 @@ struct StatementInst {
   int32_t id = 0;      // the server's id once known, else 1000000 + record number
   uint32_t group = 0;  // index in Collector::groups
   bool provisional = false;
-  std::string raw;  // the text as sent; kept only for the database
+  bool counted = true;  // sent in a listed packet, or the statement of one
+  std::string raw;      // the text as sent; kept only for the database
 };
 
 // Statements with the same normalised text.
@@ -93,15 +99,18 @@ struct StatementGroup {
   uint64_t trips = 0, rows = 0, errors = 0, replied = 0;
   double total = 0, max = 0;
   std::vector<float> latencies;  // kept only for the report
+  bool counted = false;          // has a counted statement
 };
 
 struct ThreadStats {
+  int32_t trace = 0;  // of several, the trace's index from 0
   int64_t key = 0;
   std::string address;  // "0x" and the MT record's text; empty before any
   uint64_t trips = 0, packets = 0, statements = 0, errors = 0;
   double busy = 0;  // latencies summed
   // The open round trip.
   bool open = false;
+  bool tripCounted = false;  // its request was listed
   RoundTripRow trip{};
   uint32_t current = UINT32_MAX;  // current statement instance
 };
@@ -109,7 +118,16 @@ struct ThreadStats {
 struct ErrorGroup {
   uint64_t count = 0;
   int64_t firstPacket = 0;
+  int32_t firstTrace = 0;            // of several, the trace of the first one
   uint32_t firstGroup = UINT32_MAX;  // statement group of the first one
+};
+
+// One of several traces, as the report's overview lists it.
+struct TraceSummary {
+  std::string file;
+  std::string failure;  // why it could not be read to its end; empty when it could
+  int64_t packets = 0, trips = 0, errors = 0, damagedPackets = 0;
+  double firstTime = 0, lastTime = 0;
 };
 
 class Collector {
@@ -136,13 +154,22 @@ class Collector {
 
   int64_t traceId() const { return traceId_; }
 
+  // Adds the finished collector of trace number `trace` (from 0) of several:
+  // its figures are summed, its statement groups joined to those of the same
+  // normalised text, its threads kept apart. Called in argument order.
+  void absorb(Collector& o, int32_t trace);
+  // Whether this collector holds several traces (absorbed ones).
+  bool merged() const { return !traces.empty(); }
+
   std::string file;     // the trace as named
   std::string options;  // the command line's options
+  std::string failure;  // why the trace could not be read to its end
   // What the report and the store read once the trace is done.
   int64_t packets[2] = {0, 0};  // [0] C->S, [1] S->C
   int64_t bytes[2] = {0, 0};
   int64_t messages = 0, forks = 0, damagedPackets = 0;
   int64_t trips = 0, replied = 0, errors = 0;
+  int64_t statementsSent = 0, distinctStatements = 0;  // counted ones, known at the end
   double firstTime = 0, lastTime = 0;
   double clientTime = 0, serverTime = 0;  // the summary's two clocks
   std::vector<ThreadStats> threads;       // in order of first packet
@@ -156,16 +183,21 @@ class Collector {
   static int coarseBin(double latency);
   std::array<uint64_t, kCoarseBins> coarse{};
   Timeline timeline;
+  std::vector<TraceSummary> traces;  // of several, each in argument order
 
  private:
   ThreadStats& threadOf(int64_t key);
   void close(ThreadStats& t);
+  int64_t statementNo(const ThreadStats& t) const {
+    return t.current == UINT32_MAX ? 0 : int64_t{t.current} + 1;
+  }
   uint32_t groupOf(std::string text);
 
   int64_t traceId_;
   bool keepLatencies_, keepTexts_;
   std::unique_ptr<RowSink> sink_;
   ThreadStats* cur_ = nullptr;  // thread of the current packet
+  bool in_ = true;              // the current packet is listed
   int64_t packetNo_ = 0;
   bool afterFork_ = false;   // the reader hands the last packet again
   int64_t lastDamaged_ = 0;  // the packet last counted as damaged

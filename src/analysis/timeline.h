@@ -22,6 +22,9 @@ class Timeline {
 
   // A round trip starting at `start` (seconds); latency < 0 when unreplied.
   void add(double start, double latency);
+  // Adds another trace's buckets: each lands, whole, in the bucket that holds
+  // its start, so widths and origins need not agree.
+  void merge(const Timeline& o);
 
   double origin() const { return origin_; }
   double width() const { return width_; }
@@ -29,6 +32,7 @@ class Timeline {
 
  private:
   void halve();
+  Bucket& at(double start);
 
   bool started_ = false;
   double origin_ = 0, width_ = 1;

@@ -29,10 +29,13 @@ bool readFully(Reader& rd, void* dst, size_t n) {
 // A read that came up short: the system's reason, or the decompressor's.
 void readFailed(Run& run) {
   const std::string& why = run.rd.file.errorText();
+  int err = errno;
   if (why.empty())
     run.out.perror(run.opt.inpfile.c_str());
   else
     run.out.err("%s: %s\n", run.opt.inpfile.c_str(), why.c_str());
+  if (run.an && run.an->failure.empty())
+    run.an->failure = !why.empty() ? why : err ? strerror(err) : "the trace ends inside a record";
 }
 
 }  // namespace

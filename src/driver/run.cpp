@@ -1,5 +1,8 @@
 #include "driver/run.h"
 
+#include <fcntl.h>
+#include <unistd.h>
+
 #include <cerrno>
 #include <cstdlib>
 #include <cstring>
@@ -57,12 +60,6 @@ int startUp(Run& run, int argc, char** argv, EnvLookup env) {
     run.json = std::make_unique<JsonRender>(run.out, run.rd);
     run.em.setJson(run.json.get());
   }
-  // The report and the database are written by the run of one trace.
-  if (opt.inputs.size() > 1 && (!opt.report.empty() || !opt.db.empty())) {
-    run.out.err("%s: -report and -db take a single trace\n", opt.progname.c_str());
-    return 1;
-  }
-
   if (!opt.timestamp && opt.cmd_time) {
     notice(run, "-notimestamp is set, so -cmd_time will be ignored\n");
     opt.cmd_time = 0;
@@ -98,8 +95,20 @@ int startUp(Run& run, int argc, char** argv, EnvLookup env) {
 
   if (opt.follow) run.rd.file.follow(catchInterrupt());
   if (opt.inputs.size() > 1) {
+    // Each trace is opened by its own run, later; none may be the listing's
+    // file, which is emptied now.
+    for (const std::string& in : opt.inputs) {
+      int fd = in == "-" ? 0 : open(in.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK);
+      const char* same = run.out.sameFileAs(fd);
+      if (fd > 0) close(fd);
+      if (same) {
+        run.out.err("%s: Output file is the input file\n", same);
+        return 1;
+      }
+    }
+    if (int st = analysis::startOutputs(run, argc, argv); st >= 0) return st;
     run.out.startListing();
-    return -1;  // each trace is opened by its own run
+    return -1;
   }
   // Tests and the fuzzer hand the trace over in memory.
   run.rd.file.decompressAhead(true);

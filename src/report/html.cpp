@@ -92,12 +92,31 @@ std::string statementText(const std::string& t) {
   return t.empty() ? "<i>(text not in the trace)</i>" : escapeHtml(t);
 }
 
+// Of several traces, what each one held.
+void traceTable(std::string& h, const Collector& c) {
+  h += "<table id=\"traces\" class=\"sortable\"><thead><tr><th>trace</th><th>file</th>"
+       "<th>first time stamp</th><th>last time stamp</th><th>packets</th><th>round trips</th>"
+       "<th>errors</th><th>damaged packets</th><th>read to its end</th></tr></thead><tbody>\n";
+  for (size_t i = 0; i < c.traces.size(); ++i) {
+    const analysis::TraceSummary& t = c.traces[i];
+    auto count = [](int64_t v) { return cell(static_cast<uint64_t>(std::max<int64_t>(v, 0))); };
+    h += "<tr>" + cell(static_cast<uint64_t>(i + 1)) + "<td class=\"sql\">" + escapeHtml(t.file) +
+         "</td>" + cell(t.firstTime, clock(t.firstTime)) + cell(t.lastTime, clock(t.lastTime)) +
+         count(t.packets) + count(t.trips) + count(t.errors) + count(t.damagedPackets) + "<td>" +
+         (t.failure.empty() ? std::string("yes") : "no: " + escapeHtml(t.failure)) + "</td></tr>\n";
+  }
+  h += "</tbody></table>\n";
+}
+
 void overview(std::string& h, const Collector& c) {
   h += "<h2>Overview</h2>\n<dl>\n";
   auto item = [&](const std::string& k, const std::string& v) {
     h += "<dt>" + k + "</dt><dd>" + v + "</dd>\n";
   };
-  item("trace file", escapeHtml(c.file));
+  if (c.merged())
+    item("traces", std::to_string(c.traces.size()) + " (listed below)");
+  else
+    item("trace file", escapeHtml(c.file));
   item("first time stamp", clock(c.firstTime));
   item("last time stamp", clock(c.lastTime));
   item("duration", num(c.lastTime - c.firstTime, 3) + " s");
@@ -106,8 +125,8 @@ void overview(std::string& h, const Collector& c) {
   item("packets S&rarr;C",
        std::to_string(c.packets[1]) + " (" + std::to_string(c.bytes[1]) + " bytes)");
   item("client threads", std::to_string(c.threads.size()));
-  item("statements sent", std::to_string(c.statements.size()));
-  item("distinct statements", std::to_string(c.groups.size()) + " (by normalised text)");
+  item("statements sent", std::to_string(c.statementsSent));
+  item("distinct statements", std::to_string(c.distinctStatements) + " (by normalised text)");
   item("round trips",
        std::to_string(c.trips) + " (" + std::to_string(c.trips - c.replied) + " without a reply)");
   item("messages", std::to_string(c.messages));
@@ -117,6 +136,7 @@ void overview(std::string& h, const Collector& c) {
   if (c.forks) item("fork markers", std::to_string(c.forks));
   item("damaged packets", std::to_string(c.damagedPackets));
   h += "</dl>\n";
+  if (c.merged()) traceTable(h, c);
 }
 
 void timeline(std::string& h, const Collector& c) {
@@ -243,12 +263,15 @@ void errors(std::string& h, const Collector& c) {
     return;
   }
   h += "<table id=\"errors\" class=\"sortable\"><thead><tr><th>SQL error</th><th>ISAM error</th>"
-       "<th>count</th><th>first packet</th><th>statement of the first</th></tr></thead><tbody>\n";
+       "<th>count</th>";
+  h += c.merged() ? "<th>trace of the first</th>" : "";
+  h += "<th>first packet</th><th>statement of the first</th></tr></thead><tbody>\n";
   for (const auto& [key, g] : order) {
     std::string text = g.firstGroup < c.groups.size() ? statementText(c.groups[g.firstGroup].text)
                                                       : "<i>(none)</i>";
     h += "<tr>" + cell(key.first, std::to_string(key.first)) +
          cell(key.second, std::to_string(key.second)) + cell(g.count) +
+         (c.merged() ? cell(static_cast<uint64_t>(g.firstTrace + 1)) : std::string()) +
          cell(static_cast<double>(g.firstPacket), std::to_string(g.firstPacket)) +
          "<td class=\"sql\">" + text + "</td></tr>\n";
   }
@@ -256,12 +279,15 @@ void errors(std::string& h, const Collector& c) {
 }
 
 void threads(std::string& h, const Collector& c) {
-  h += "<h2>Client threads</h2>\n<table id=\"threads\" class=\"sortable\"><thead><tr><th>thread "
-       "(MT address)</th><th>packets</th><th>round trips</th><th>busy s</th><th>statements "
+  h += "<h2>Client threads</h2>\n<table id=\"threads\" class=\"sortable\"><thead><tr>";
+  h += c.merged() ? "<th>trace</th>" : "";
+  h += "<th>thread (MT address)</th><th>packets</th><th>round trips</th><th>busy "
+       "s</th><th>statements "
        "sent</th><th>errors</th></tr></thead><tbody>\n";
   for (const analysis::ThreadStats& t : c.threads) {
     std::string address = t.address.empty() ? "(before any MT record)" : escapeHtml(t.address);
-    h += "<tr>" + cell(static_cast<double>(t.key), address) + cell(t.packets) + cell(t.trips) +
+    h += "<tr>" + (c.merged() ? cell(static_cast<uint64_t>(t.trace + 1)) : std::string()) +
+         cell(static_cast<double>(t.key), address) + cell(t.packets) + cell(t.trips) +
          cell(t.busy, num(t.busy, 3)) + cell(t.statements) + cell(t.errors) + "</tr>\n";
   }
   h += "</tbody></table>\n<p class=\"note\">Busy time: the latencies of the thread's round "
@@ -272,10 +298,11 @@ void threads(std::string& h, const Collector& c) {
 
 std::string renderHtml(const Collector& c) {
   std::string h;
+  std::string name = c.merged() ? std::to_string(c.traces.size()) + " traces" : escapeHtml(c.file);
   h += "<!DOCTYPE html>\n<html lang=\"en\"><head><meta charset=\"utf-8\">\n<title>wireprint "
        "report: " +
-       escapeHtml(c.file) + "</title>\n<style>" + kStyle + "</style></head>\n<body>\n";
-  h += "<h1>wireprint report: " + escapeHtml(c.file) + "</h1>\n";
+       name + "</title>\n<style>" + kStyle + "</style></head>\n<body>\n";
+  h += "<h1>wireprint report: " + name + "</h1>\n";
   if (c.damagedPackets) {
     h += "<p class=\"warn\" id=\"damaged\">Damaged packets: " + std::to_string(c.damagedPackets) +
          ". The figures cover what could be decoded.</p>\n";

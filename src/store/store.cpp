@@ -25,7 +25,8 @@ CREATE TABLE trace (
   round_trips INTEGER,
   errors INTEGER,
   client_time REAL,          -- the summary's clocks: client time and
-  server_time REAL           -- server plus network time, seconds
+  server_time REAL,          -- server plus network time, seconds
+  error TEXT                 -- why the trace could not be read to its end; NULL when it could
 );
 CREATE TABLE threads (
   trace INTEGER,
@@ -119,7 +120,6 @@ class Batch {
 
   Store::Impl& m_;
   int cols_;
-  int64_t trace_;
   sqlite3_stmt *many_ = nullptr, *one_ = nullptr;
   std::vector<Value> vals_;
 };
@@ -164,7 +164,7 @@ struct Store::Impl {
   }
 };
 
-Batch::Batch(Store::Impl& m, const char* table, int cols) : m_(m), cols_(cols), trace_(m.trace) {
+Batch::Batch(Store::Impl& m, const char* table, int cols) : m_(m), cols_(cols) {
   std::string one = "(";
   for (int c = 0; c < cols; ++c) one += c ? ",?" : "?";
   one += ")";
@@ -176,7 +176,7 @@ Batch::Batch(Store::Impl& m, const char* table, int cols) : m_(m), cols_(cols), 
 }
 
 Batch& Batch::row() {
-  return i(trace_);
+  return i(m_.trace);
 }
 
 void Batch::step(sqlite3_stmt* s, int rows) {
@@ -213,8 +213,10 @@ Store::Store(std::unique_ptr<Impl> impl) : impl_(std::move(impl)) {}
 Store::~Store() = default;
 
 std::unique_ptr<Store> Store::open(const std::string& path, int64_t traceId, std::string& error) {
-  // The program is single-threaded: no allocation statistics, no mutexes.
-  sqlite3_config(SQLITE_CONFIG_MEMSTATUS, 0);
+  // No allocation statistics: they cost a global lock per allocation. Set
+  // once, before the library starts; each connection is used by one job.
+  static const int configured = sqlite3_config(SQLITE_CONFIG_MEMSTATUS, 0);
+  (void)configured;
   auto impl = std::make_unique<Impl>();
   impl->trace = traceId;
   // A new database each time: an older file of the name is replaced.
@@ -298,16 +300,21 @@ void Store::error(const analysis::ErrorRow& r) {
       .i(r.isamError);
 }
 
-bool Store::finish(const analysis::Collector& c, std::string& error) {
-  Impl& m = *impl_;
-  for (Batch* b : {m.packets.get(), m.messages.get(), m.trips.get(), m.errors.get()}) b->flush();
+namespace {
+
+// The statements, threads and trace rows of one trace, known at its end.
+void writeTrace(Store::Impl& m, const analysis::Collector& c) {
   {
     Batch statements(m, "statements", 6);
     int64_t n = 0;
+    // Numbers keep their place among all statements sent, also where a
+    // filter leaves some out.
     for (const analysis::StatementInst& st : c.statements) {
+      ++n;
+      if (!st.counted) continue;
       const std::string& norm = c.groups[st.group].text;
       statements.row()
-          .i(++n)
+          .i(n)
           .i(st.threadKey)
           .i(st.id)
           .text(st.raw.data(), static_cast<int>(st.raw.size()))
@@ -330,7 +337,7 @@ bool Store::finish(const analysis::Collector& c, std::string& error) {
     threads.flush();
   }
   {
-    Batch trace(m, "trace", 13);
+    Batch trace(m, "trace", 14);
     trace.row()
         .text(c.file.data(), static_cast<int>(c.file.size()))
         .text(c.options.data(), static_cast<int>(c.options.size()))
@@ -344,8 +351,20 @@ bool Store::finish(const analysis::Collector& c, std::string& error) {
         .i(c.errors)
         .d(c.clientTime)
         .d(c.serverTime);
+    if (c.failure.empty())
+      trace.null();
+    else
+      trace.text(c.failure.data(), static_cast<int>(c.failure.size()));
     trace.flush();
   }
+}
+
+}  // namespace
+
+bool Store::finish(const analysis::Collector& c, std::string& error) {
+  Impl& m = *impl_;
+  for (Batch* b : {m.packets.get(), m.messages.get(), m.trips.get(), m.errors.get()}) b->flush();
+  if (!c.merged()) writeTrace(m, c);
   m.exec("COMMIT");
   // Indexes on the small tables only; the README shows how to add more.
   m.exec(
@@ -353,6 +372,48 @@ bool Store::finish(const analysis::Collector& c, std::string& error) {
       "CREATE INDEX statements_number ON statements(trace, number)");
   error = m.failure;
   return m.failure.empty();
+}
+
+bool Store::append(const std::string& path) {
+  Impl& m = *impl_;
+  // A database is attached outside a transaction.
+  m.exec("COMMIT");
+  char* attach = sqlite3_mprintf("ATTACH DATABASE %Q AS part", path.c_str());
+  bool ok = m.exec(attach ? attach : "ATTACH");
+  sqlite3_free(attach);
+  if (ok) {
+    m.exec("BEGIN");
+    for (const char* table :
+         {"trace", "threads", "packets", "message_rows", "statements", "round_trips", "errors"}) {
+      std::string sql = std::string("INSERT INTO main.") + table + " SELECT * FROM part." + table;
+      if (!m.exec(sql.c_str())) break;
+    }
+    m.exec("COMMIT");
+    m.exec("DETACH DATABASE part");
+  }
+  m.exec("BEGIN");
+  return m.failure.empty();
+}
+
+void Store::beginTrace(int64_t id) {
+  impl_->trace = id;
+}
+
+bool Store::endTrace(const analysis::Collector& c) {
+  Impl& m = *impl_;
+  for (Batch* b : {m.packets.get(), m.messages.get(), m.trips.get(), m.errors.get()}) b->flush();
+  writeTrace(m, c);
+  return m.failure.empty();
+}
+
+bool TraceWriter::finish(const analysis::Collector& c, std::string& error) {
+  if (all_.endTrace(c)) return true;
+  error = "write failed";
+  return false;
+}
+
+void Store::fail(const std::string& why) {
+  impl_->fail(why.c_str());
 }
 
 }  // namespace wp::store

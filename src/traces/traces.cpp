@@ -2,12 +2,15 @@
 
 #include <algorithm>
 #include <atomic>
+#include <cerrno>
 #include <condition_variable>
+#include <cstring>
 #include <memory>
 #include <mutex>
 #include <thread>
 #include <vector>
 
+#include "analysis/outputs.h"
 #include "stats/merge.h"
 #include "traces/sink.h"
 #include "values/codeset.h"
@@ -20,6 +23,7 @@ namespace {
 struct Slot {
   std::unique_ptr<TraceSink> sink;
   std::unique_ptr<Run> run;
+  std::unique_ptr<analysis::TraceOutputs> outputs;  // with -report or -db
   int status = 0;
   bool done = false;
 };
@@ -35,7 +39,9 @@ int decodeTrace(Run& run, int32_t index) {
     run.em.endRecord();
     run.out.flush();
     if (!run.rd.file.open(run.opt.inpfile)) {
+      int err = errno;
       run.out.perror(run.opt.inpfile.c_str());
+      if (run.an) run.an->failure = strerror(err);
       return 1;
     }
     if (readHeader(run)) readPackets(run);
@@ -54,6 +60,23 @@ int decodeTrace(Run& run, int32_t index) {
     return 2;
   }
   return 0;
+}
+
+// The trace in its job: decoded, its statements readied for the merge, its
+// report and database part completed.
+int runTrace(Slot& s, int32_t index, bool direct) {
+  if (s.outputs) s.outputs->begin(*s.run, direct);
+  int status = decodeTrace(*s.run, index);
+  if (s.outputs) s.outputs->end(*s.run);
+  prepareMerge(*s.run, index);
+  return status;
+}
+
+// In the main thread, in argument order, once the trace's job is done.
+void takeIn(Run& main, Slot& s) {
+  if (!s.outputs) return;
+  s.outputs->absorb(main, *s.run);
+  s.outputs.reset();
 }
 
 }  // namespace
@@ -83,6 +106,8 @@ int runTraces(Run& main, EnvLookup env) {
     r.rd.file.decompressAhead(true);
     if (opt.follow && i + 1 == n) r.rd.file.follow(main.rd.file.followFlag());
     s.sink->attach(r.out);
+    if (main.an)
+      s.outputs = std::make_unique<analysis::TraceOutputs>(main, r, static_cast<int32_t>(i));
   }
 
   unsigned cores = std::max(1u, std::thread::hardware_concurrency());
@@ -90,17 +115,22 @@ int runTraces(Run& main, EnvLookup env) {
   if (jobs <= 1) {
     for (size_t i = 0; i < n; ++i) {
       slots[i].sink->goDirect();
-      slots[i].status = decodeTrace(*slots[i].run, static_cast<int32_t>(i));
-      prepareMerge(*slots[i].run, static_cast<int32_t>(i));
+      slots[i].status = runTrace(slots[i], static_cast<int32_t>(i), true);
+      takeIn(main, slots[i]);
     }
   } else {
     std::mutex m;
     std::condition_variable cv;
     std::atomic<size_t> next{0};
+    size_t absorbed = 0;  // traces taken in by the main thread
     auto work = [&] {
       for (size_t i; (i = next++) < n;) {
-        int status = decodeTrace(*slots[i].run, static_cast<int32_t>(i));
-        prepareMerge(*slots[i].run, static_cast<int32_t>(i));
+        bool direct;
+        {
+          std::lock_guard<std::mutex> lk(m);
+          direct = absorbed == i;
+        }
+        int status = runTrace(slots[i], static_cast<int32_t>(i), direct);
         std::lock_guard<std::mutex> lk(m);
         slots[i].status = status;
         slots[i].done = true;
@@ -114,6 +144,10 @@ int runTraces(Run& main, EnvLookup env) {
       slots[i].sink->goDirect();
       std::unique_lock<std::mutex> lk(m);
       cv.wait(lk, [&] { return slots[i].done; });
+      lk.unlock();
+      takeIn(main, slots[i]);
+      lk.lock();
+      absorbed = i + 1;
     }
     for (auto& w : workers) w.join();
   }

@@ -110,6 +110,45 @@ TEST(Timeline, BucketsWidenAndKeepEveryTrip) {
   EXPECT_LE(t.buckets().size(), Timeline::kMaxBuckets);
 }
 
+// Timelines of two traces join from the earlier origin, at the wider width;
+// each bucket lands in the one holding its start.
+TEST(Timeline, MergeAlignsOriginsAndWidths) {
+  auto shape = [](const Timeline& t) {
+    std::vector<std::pair<uint64_t, uint64_t>> s;  // trips, latencies per bucket
+    for (const auto& b : t.buckets()) s.push_back({b.trips, b.latency ? b.latency->count() : 0});
+    return s;
+  };
+  using Shape = std::vector<std::pair<uint64_t, uint64_t>>;
+  Timeline a, b;
+  a.add(100.0, 0.01);
+  a.add(100.5, 0.02);
+  a.add(102.2, -1);
+  b.add(98.7, 0.03);
+  b.add(101.0, 0.04);
+  a.merge(b);
+  EXPECT_EQ(a.origin(), 98);
+  EXPECT_EQ(a.width(), 1);
+  EXPECT_EQ(shape(a), (Shape{{1, 1}, {0, 0}, {2, 2}, {1, 1}, {1, 0}}));
+
+  // 500 s need width 2: the later trace's buckets are re-placed from 999.
+  Timeline c, d, empty;
+  c.add(1000, 0.5);
+  c.add(1500, 0.5);
+  ASSERT_EQ(c.width(), 2);
+  d.add(999.0, 0.1);
+  c.merge(d);
+  c.merge(empty);
+  EXPECT_EQ(c.origin(), 999);
+  EXPECT_EQ(c.width(), 2);
+  ASSERT_EQ(c.buckets().size(), 251u);
+  EXPECT_EQ(c.buckets()[0].trips, 2u);
+  EXPECT_EQ(c.buckets()[0].latency->count(), 2u);
+  EXPECT_EQ(c.buckets()[250].trips, 1u);
+  // Into an empty one: a copy.
+  empty.merge(b);
+  EXPECT_EQ(shape(empty), (Shape{{1, 1}, {0, 0}, {0, 0}, {1, 1}}));
+}
+
 }  // namespace
 }  // namespace wp::analysis
 

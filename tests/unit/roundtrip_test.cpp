@@ -232,7 +232,7 @@ TEST(RoundTrips, Schema) {
       "statements|trace,number,thread,id,text,normalised",
       "threads|trace,thread,address,packets,round_trips,busy,statements,errors",
       "trace|id,file,options,version,first_time,last_time,packets,damaged_packets,forks,"
-      "round_trips,errors,client_time,server_time",
+      "round_trips,errors,client_time,server_time,error",
   };
   EXPECT_EQ(a->rows("SELECT m.name, group_concat(p.name) FROM sqlite_master m, "
                     "pragma_table_info(m.name) p WHERE m.type IN ('table', 'view') GROUP BY "

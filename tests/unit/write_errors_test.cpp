@@ -225,4 +225,25 @@ TEST_F(WriteErrors, OutputFileThatIsTheTraceByAHardLinkIsRefused) {
   EXPECT_EQ(slurp(small), before);
 }
 
+// With several traces, any one of them being the output file stops the run
+// before anything is written, whatever its place.
+TEST_F(WriteErrors, OutputFileThatIsOneOfSeveralTracesIsRefused) {
+  std::string a = trace("a.trace", kSmall), b = trace("b.trace", kSmall);
+  std::string beforeA = slurp(a), before = slurp(b), link = dir_ + "/link";
+  ASSERT_EQ(::link(b.c_str(), link.c_str()), 0);
+  for (const char* jobs : {"1", "2"}) {
+    Result r = run({"-j", jobs, "-o", link, a, b}, Stdout::kFile);
+    EXPECT_EQ(r.status, 1) << jobs;
+    EXPECT_EQ(r.err, link + ": Output file is the input file\n") << jobs;
+    EXPECT_EQ(r.out, "") << jobs;
+    EXPECT_EQ(slurp(b), before) << jobs;
+  }
+  unlink((dir_ + "/stdout").c_str());
+  ASSERT_EQ(::link(a.c_str(), (dir_ + "/stdout").c_str()), 0);
+  Result r = run({"-summary", b, a}, Stdout::kAppend);
+  EXPECT_EQ(r.status, 1);
+  EXPECT_EQ(r.err, "standard output: Output file is the input file\n");
+  EXPECT_EQ(slurp(a), beforeA);
+}
+
 }  // namespace
