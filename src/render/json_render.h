@@ -50,12 +50,20 @@ class JsonRender {
 
   Output& out_;
   const Reader& rd_;
-  // Message names are the message table's: each is quoted once.
-  struct Name {
-    const char* text = nullptr;
-    std::string json = "null";
+  // The beginnings of message objects, up to the offset (of the last
+  // packet), and from the type on up to the fields (per type: the name is
+  // the message table's).
+  JsonWriter head_;
+  bool headSet_ = false;
+  int32_t headPacket_ = 0;
+  char headDir_[2] = {};
+  struct Tail {
+    bool set = false;
+    int type = 0;
+    const char* name = nullptr;
+    JsonWriter json;
   };
-  std::array<Name, 256> names_;  // by type
+  std::array<Tail, 256> tails_;  // by the type's low byte
   std::vector<Frame> frames_;    // objects being built, innermost last
   size_t depth_ = 0;             // frames_[0..depth_) are in use
   JsonWriter line_;              // a diagnostic, written at once
