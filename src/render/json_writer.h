@@ -35,8 +35,6 @@ class JsonWriter {
     memcpy(room(n), s, n);
     len_ += n;
   }
-  // A byte that stands in a JSON string as it is.
-  static bool plain(char c) { return c >= 0x20 && c < 0x7f && c != '"' && c != '\\'; }
   void assumeOpen(bool array, bool empty = false) {
     open_.push_back(static_cast<uint8_t>((array ? kArray : 0) | (empty ? kFirst : 0)));
   }
@@ -57,15 +55,13 @@ class JsonWriter {
   void number(double v);
   void hex(const uint8_t* p, size_t n);
 
-  // Room for n more bytes at the end of the text; bytes written there count
-  // once added with grown().
+ private:
+  // Room for n more bytes at the end of the text; the writer then stores
+  // them there and moves len_ past them.
   char* room(size_t n) {
     if (cap_ - len_ < n) grow(n);
     return buf_.get() + len_;
   }
-  void grown(size_t n) { len_ += n; }
-
- private:
   static constexpr size_t kMaxKey = 68;            // longer keys are cut
   static constexpr size_t kKeyRoom = kMaxKey + 4;  // with comma, quotes and colon
   void grow(size_t n);
