@@ -21,7 +21,8 @@
 #   - times -summary -stmt_stat on a trace with --statements distinct statements;
 #   - inputs: the --size trace compressed with zstd and gzip, decoded against
 #     "zstd -dc" and "gzip -dc" alone; four traces of a quarter of --size with
-#     -summary -stmt_stat at -j 1 and -j 2 (outputs compared byte for byte);
+#     -summary -stmt_stat at -j 1 and -j 2 (outputs compared byte for byte),
+#     and with -report and -db into one page and one database (compared too);
 #     -from/-to selecting the last tenth of the --size trace against the full
 #     run.
 # Each timing is the best of --runs runs; a closing table shows the targets,
@@ -319,6 +320,19 @@ echo "four traces of $q bytes, -summary -stmt_stat: -j 1 $j1 s, -j 2 $j2 s, ${IN
 cmp -s "$dir/out.j1" "$dir/out.j2" && cmp -s "$dir/err.j1" "$dir/err.j2" ||
   { echo "FAIL: -j 1 and -j 2 outputs differ" >&2; exit 1; }
 echo "-j 1 and -j 2: stdout ($(stat -c %s "$dir/out.j1") bytes) and stderr identical"
+# The same four traces into one report and one database, at one and two
+# jobs; both files must come out the same (the same names each time, since
+# the database records its options).
+for j in 1 2; do
+  timeit "$wp" -j "$j" -report "$dir/all.html" -db "$dir/all.sqlite" -o /dev/null "${quarters[@]}"
+  ALL[$j]="$T s (cpu $C s, peak $((M / 1024)) MB)"
+  cp "$dir/all.html" "$dir/all.j$j.html"
+  sqlite3 "$dir/all.sqlite" .dump >"$dir/all.j$j.sql"
+done
+echo "four traces, -report -db: -j 1 ${ALL[1]}, -j 2 ${ALL[2]}"
+cmp -s "$dir/all.j1.html" "$dir/all.j2.html" && cmp -s "$dir/all.j1.sql" "$dir/all.j2.sql" ||
+  { echo "FAIL: -j 1 and -j 2 reports or databases differ" >&2; exit 1; }
+echo "-j 1 and -j 2: report and database ($(wc -l <"$dir/all.j1.sql") SQL lines) identical"
 # The window: from nine tenths of the way between the first and the last
 # time stamp (the generator's clock runs evenly) to the end.
 span=$(TZ=UTC "$wp" "$big" | awk '/Time: / { t = $(NF - 1) " " $NF; if (!f) f = t } END { print f; print t }' |
@@ -376,5 +390,6 @@ check "last tenth by -from/-to against the full run" "${IN[window]}" "v <= 1" "<
 
 if [ "$keep" = 0 ]; then
   rm -f "$dir"/out.* "$dir"/err.* "$dir"/dout.* "$dir"/derr.* "$dir"/time.* "$dir"/mem.out \
-    "$dir"/strace.out "$dir"/big.html "$dir"/big.sqlite "$dir"/out.j1 "$dir"/out.j2 "$dir"/err.j1 "$dir"/err.j2
+    "$dir"/strace.out "$dir"/big.html "$dir"/big.sqlite "$dir"/out.j1 "$dir"/out.j2 "$dir"/err.j1 "$dir"/err.j2 \
+    "$dir"/all.html "$dir"/all.sqlite "$dir"/all.j[12].html "$dir"/all.j[12].sql
 fi

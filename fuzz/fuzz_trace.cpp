@@ -23,8 +23,9 @@
 // The input's size picks the analysis outputs (size mod 8: 1 -report, 2 -db,
 // 3 both, else none, so that most runs stay fast). They are written to a
 // temporary directory and checked afterwards: the page is whole, the database
-// passes SQLite's integrity check, and both give the collector's counts of
-// packets, damaged packets and round trips.
+// passes SQLite's integrity check, both give the collector's counts of
+// packets, damaged packets and round trips, and every message row's fields
+// parse as a JSON object.
 #include <sanitizer/allocator_interface.h>
 #include <sqlite3.h>
 #include <unistd.h>
@@ -211,6 +212,22 @@ void checkDatabase(const std::string& path, const wp::analysis::Collector& c) {
                           "SELECT (SELECT count(*) FROM packets), (SELECT damaged_packets FROM "
                           "trace), (SELECT count(*) FROM round_trips)"})
     if (query(sql) != want) finding(std::string(sql) + ": " + got + ", not " + want);
+  // Every message's fields are one JSON object, also when damage cut the
+  // message short; only a type that is no message has none.
+  sqlite3_stmt* s = nullptr;
+  if (sqlite3_prepare_v2(db, "SELECT type, fields FROM message_rows", -1, &s, nullptr) != SQLITE_OK)
+    finding("message_rows does not read");
+  while (sqlite3_step(s) == SQLITE_ROW) {
+    int type = sqlite3_column_int(s, 0);
+    auto text = reinterpret_cast<const char*>(sqlite3_column_text(s, 1));
+    if (!text) {
+      if (type >= 1 && type <= 139) finding("no fields for message type " + std::to_string(type));
+      continue;
+    }
+    nlohmann::json j = nlohmann::json::parse(text, nullptr, false);
+    if (!j.is_object()) finding(std::string("fields are not a JSON object: ") + text);
+  }
+  sqlite3_finalize(s);
   sqlite3_close(db);
 }
 

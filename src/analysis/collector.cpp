@@ -104,13 +104,58 @@ void Collector::fork() {
   afterFork_ = true;
 }
 
-void Collector::message(int16_t type, int32_t offset) {
-  if (afterFork_ || !cur_) return;
-  if (in_) {
-    ++messages;
-    if (sink_) sink_->message(MessageRow{packetNo_, std::max(offset, 0), type});
+void Collector::message(int16_t type, int32_t offset, bool object) {
+  bool seen = !afterFork_ && cur_;
+  if (seen) {
+    if (in_) ++messages;
+    if (isRow(type) && cur_->open && cur_->trip.replyPackets > 0) ++cur_->trip.rows;
   }
-  if (isRow(type) && cur_->open && cur_->trip.replyPackets > 0) ++cur_->trip.rows;
+  // A row for each message of a listed packet.
+  if (!sink_) return;
+  if (!seen || !in_) {
+    if (object) openRows_.push_back(-1);
+    return;
+  }
+  MessageRow r{packetNo_, std::max(offset, 0), type, {}};
+  if (!object && waiting_.empty()) {
+    sink_->message(r);
+    ++passed_;
+    return;
+  }
+  if (object) openRows_.push_back(passed_ + static_cast<int64_t>(waiting_.size()));
+  waiting_.push_back(Waiting{r, !object, false, {}});
+}
+
+void Collector::messageFields(std::string_view json) {
+  if (openRows_.empty()) return;
+  int64_t n = openRows_.back();
+  openRows_.pop_back();
+  if (n < passed_ || !sink_) return;
+  auto i = static_cast<size_t>(n - passed_);
+  if (i >= waiting_.size()) return;
+  if (waiting_.size() == 1) {
+    // Nothing nested: the text goes on as it is, uncopied.
+    waiting_[0].row.fields = json;
+    sink_->message(waiting_[0].row);
+    ++passed_;
+    waiting_.clear();
+    return;
+  }
+  waiting_[i].fields.assign(json);
+  waiting_[i].done = waiting_[i].filled = true;
+  passWaiting();
+}
+
+// Passes on the rows from the first on that have their fields.
+void Collector::passWaiting() {
+  size_t k = 0;
+  for (; k < waiting_.size() && waiting_[k].done; ++k) {
+    Waiting& w = waiting_[k];
+    if (w.filled) w.row.fields = w.fields;
+    sink_->message(w.row);
+    ++passed_;
+  }
+  waiting_.erase(waiting_.begin(), waiting_.begin() + static_cast<std::ptrdiff_t>(k));
 }
 
 void Collector::sqlError(int16_t sqlerr, int16_t isam) {
@@ -230,6 +275,12 @@ void Collector::close(ThreadStats& t) {
 void Collector::finish(Run& run) {
   for (ThreadStats& t : threads)
     if (t.open) close(t);
+  // Messages whose fields never came (no JSON renderer took them) keep none.
+  if (sink_) {
+    for (Waiting& w : waiting_) w.done = true;
+    passWaiting();
+  }
+  openRows_.clear();
   clientTime = run.timing.client_time_fl;
   serverTime = run.timing.server_time_fl;
   // Threads that no listed packet came from are not shown.

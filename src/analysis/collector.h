@@ -25,6 +25,7 @@
 
 #include "analysis/percentile.h"
 #include "analysis/timeline.h"
+#include "render/fieldsink.h"
 
 namespace wp {
 struct Run;
@@ -46,6 +47,9 @@ struct MessageRow {
   int64_t packet;  // where the message type starts
   int32_t offset;  // of the type in that packet (carried bytes included)
   int16_t type;
+  // Its fields as a JSON object, valid during the sink's call; no data when
+  // it has none (a type that is no message, or no JSON renderer).
+  std::string_view fields;
 };
 
 struct RoundTripRow {
@@ -130,7 +134,9 @@ struct TraceSummary {
   double firstTime = 0, lastTime = 0;
 };
 
-class Collector {
+// The message rows wait for their fields, which the JSON renderer hands over
+// as each message ends.
+class Collector : public FieldsSink {
  public:
   Collector(int64_t traceId, bool keepLatencies, bool keepTexts)
       : traceId_(traceId), keepLatencies_(keepLatencies), keepTexts_(keepTexts) {}
@@ -143,7 +149,10 @@ class Collector {
   void fork();
   // An MT record: `text` is its address as the listing shows it after "0x".
   void threadMarker(Run& run, const char* text);
-  void message(int16_t type, int32_t offset);
+  // A message type read at `offset`; `object` when the renderings make a
+  // message of it, whose fields follow through messageFields() at its end.
+  void message(int16_t type, int32_t offset, bool object);
+  void messageFields(std::string_view json) override;
   void sqlError(int16_t sqlerr, int16_t isam);
   void statementText(Run& run, const char* text, int32_t len);
   void statementId(Run& run, int32_t id);
@@ -205,6 +214,22 @@ class Collector {
   std::unordered_map<std::string, uint32_t> groupIndex_;
   // (thread entry, statement id) -> statement instance.
   std::unordered_map<uint64_t, uint32_t> byId_;
+  // Message rows not yet passed on, in trace order: a message that runs on
+  // into a packet decoded on its own ends after the messages of that packet,
+  // and holds their rows back until it ends.
+  struct Waiting {
+    MessageRow row;
+    bool done;    // passed on once it and every row before it are
+    bool filled;  // `fields` came (else the row has none)
+    std::string fields;
+  };
+  std::vector<Waiting> waiting_;
+  int64_t passed_ = 0;  // rows passed on to the sink
+  // Per message object begun and not ended: the number of its row, counted
+  // as passed_ counts, or -1 for a message that has none (a packet handed
+  // again after a fork).
+  std::vector<int64_t> openRows_;
+  void passWaiting();
 };
 
 }  // namespace wp::analysis

@@ -10,6 +10,7 @@
 
 #include "analysis/collector.h"
 #include "driver/run.h"
+#include "render/json_render.h"
 #include "report/html.h"
 #include "store/store.h"
 
@@ -39,6 +40,17 @@ store::Store* storeOf(Collector& c) {
   return static_cast<store::Store*>(c.sink());
 }
 
+// The message rows' fields come from the JSON renderer; without -json it
+// works beside the listing and writes no lines of its own.
+void keepFields(Run& run) {
+  if (!run.json) {
+    run.json = std::make_unique<JsonRender>(run.out, run.rd);
+    run.json->setLines(false);
+    run.em.setJson(run.json.get(), true);
+  }
+  run.json->setFieldsSink(run.an.get());
+}
+
 }  // namespace
 
 int startOutputs(Run& run, int argc, char** argv) {
@@ -56,7 +68,8 @@ int startOutputs(Run& run, int argc, char** argv) {
   bool several = opt.inputs.size() > 1;
   int64_t id = several ? 0 : 1;
   run.an = std::make_unique<Collector>(id, !opt.report.empty(), !opt.db.empty());
-  if (!several) run.an->file = opt.inpfile;
+  // Named as the listing names it ("standard input" for "-").
+  if (!several) run.an->file = opt.inpfile == "-" ? "standard input" : opt.inpfile;
   // The options: the arguments before the traces, less the jobs, which
   // change how the run went, not what it found.
   size_t n = opt.inputs.size();
@@ -80,6 +93,8 @@ int startOutputs(Run& run, int argc, char** argv) {
       return 1;
     }
     run.an->setSink(std::move(db));
+    // Of several traces, each one's run decodes and keeps its own fields.
+    if (!several) keepFields(run);
   }
   return -1;
 }
@@ -105,9 +120,10 @@ TraceOutputs::TraceOutputs(Run& main, Run& trace, int32_t index)
     : index_(index), all_(storeOf(*main.an)) {
   const Options& opt = main.opt;
   auto c = std::make_unique<Collector>(index + 1, !opt.report.empty(), !opt.db.empty());
-  c->file = opt.inputs[static_cast<size_t>(index)];
+  c->file = traceName(opt, index);
   c->options = main.an->options;
   trace.an = std::move(c);
+  if (all_) keepFields(trace);
 }
 
 TraceOutputs::~TraceOutputs() {
@@ -148,6 +164,7 @@ void TraceOutputs::absorb(Run& main, Run& trace) {
     if (!error_.empty()) all_->fail(error_);
   }
   main.an->absorb(*trace.an, index_);
+  if (trace.json) trace.json->setFieldsSink(nullptr);
   trace.an.reset();
   if (!part_.empty()) ::remove(part_.c_str());
   part_.clear();

@@ -266,7 +266,7 @@ int getpacket(Run& run, const uint8_t* carry, int32_t carrylen) {
     em.field("since_prev", sincePrev, "  PREV CMD Time: %.5f", sincePrev);
   } else {
     if (opt.timestamp && !first) em.also("since_prev", sincePrev);
-    if (!em.json()) run.out.write("\t\t\t", 3);
+    if (em.listing()) run.out.write("\t\t\t", 3);
   }
   if (opt.timestamp) {
     char frac[32];
@@ -279,7 +279,7 @@ int getpacket(Run& run, const uint8_t* carry, int32_t carrylen) {
     em.field("time", iso, "\tTime: %s%s", rd.cachedDate.c_str(), frac + 1);
     em.also("epoch", rd.time_fl);
   }
-  if (!em.json()) run.out.put('\n');
+  if (em.listing()) run.out.put('\n');
   em.endRecord();
 
   if (run.an) run.an->packet(run, code[0] == 'C', len);

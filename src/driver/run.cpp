@@ -27,7 +27,7 @@ namespace {
 
 // A notice on standard output; with -json it is an object of the stream.
 void notice(Run& run, const char* text) {
-  if (!run.em.json()) {
+  if (run.em.listing()) {
     run.out.out("%s", text);
     return;
   }
@@ -78,7 +78,7 @@ int startUp(Run& run, int argc, char** argv, EnvLookup env) {
   }
 
   if (int err = initCodeset(run, env("WIREPRINT_CODESET"))) {
-    if (run.em.json()) {
+    if (!run.em.listing()) {
       run.em.beginRecord("notice");
       run.em.also("text", "No codeset conversion: failure of GLS initialization");
       run.em.also("code", err);

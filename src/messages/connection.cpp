@@ -68,7 +68,7 @@ void connect(Run& run, const Request& req) {
   ThreadEntry* e = std::find_if(std::begin(thr.tab), std::end(thr.tab),
                                 [](const ThreadEntry& t) { return !t.inuse; });
   if (e == std::end(thr.tab)) {
-    if (!run.em.json()) {
+    if (run.em.listing()) {
       run.out.printf("Too much connections, exiting...\n");
     } else {
       run.em.beginRecord("notice");

@@ -46,14 +46,14 @@ void printpacketFrom(Run& run, int32_t start) {
       int32_t offset = cur.pos;
       int16_t type = cur.getShort();
       dec.msgtype = type;
-      if (run.an) run.an->message(type, cur.pos - 2);
+      // Types outside 1..139 are no message: they get only the error below.
+      bool message = type >= 1 && type <= 139;
+      if (run.an) run.an->message(type, cur.pos - 2, message);
       if (run.opt.g_idbg) {
         run.dbg("printpacket: ");
         run.dbg("msgtyp = %3d/%-12s  ", type, sqmsgname(type));
         run.dbg("msglen = %d\n", cur.left);
       }
-      // Types outside 1..139 are no message: they get only the error below.
-      bool message = type >= 1 && type <= 139;
       if (message) run.em.beginMessage(type, kMessages[type].name, offset);
       run.out.flush();
       auto utype = static_cast<uint16_t>(type);

@@ -192,7 +192,7 @@ void decodeFparam(Run& run, Cursor& cur) {
     sizes(cur, show);
     em.close();
     o.flush();
-    if (!em.json()) o.out("\n");
+    if (em.listing()) o.out("\n");
   }
   em.close();
 
@@ -207,7 +207,7 @@ void decodeFparam(Run& run, Cursor& cur) {
     sizes(cur, show);
     em.close();
     o.flush();
-    if (!em.json()) o.out("\n");
+    if (em.listing()) o.out("\n");
   }
   em.close();
 }

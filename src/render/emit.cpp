@@ -23,6 +23,7 @@ void Emit::jsonClose() {
 }
 
 void Emit::jsonBeginMessage(int type, const char* name, int32_t offset) {
+  if (listing_) out_.printf("\t%s\n", name);
   json_->beginMessage(type, name, offset);
 }
 
@@ -43,7 +44,7 @@ void Emit::jsonEndRecord() {
 void Emit::error(const char* fmt, ...) {
   va_list ap;
   va_start(ap, fmt);
-  if (!json_) {
+  if (listing_) {
     out_.vprintf(fmt, ap);
     va_end(ap);
     return;

@@ -6,7 +6,9 @@
 // renderer attached, a field is a printf into the listing buffer and nothing
 // else (no string is built, no virtual call is made). With one attached
 // (-json), the JSON renderer gets the key and value and the listing text is
-// never formatted.
+// never formatted. With -db alone the JSON renderer is attached beside the
+// listing: each field goes to both, and the store keeps the JSON of each
+// message.
 //
 //   em.field("sql_error", sqlerr, "\t\tSQL error..........: %hd\n", sqlerr);
 //   em.open("values", Emit::kList) ... em.close();      nesting
@@ -32,14 +34,24 @@ class Emit {
   Emit(const Emit&) = delete;
   Emit& operator=(const Emit&) = delete;
 
-  void setJson(JsonRender* json) { json_ = json; }
+  // Attaches the JSON renderer, in place of the listing or beside it.
+  void setJson(JsonRender* json, bool listingToo = false) {
+    json_ = json;
+    listing_ = !json || listingToo;
+  }
+  // JSON values are built (a key or value that only JSON shows is wanted).
   bool json() const { return json_ != nullptr; }
+  // The listing is written.
+  bool listing() const { return listing_; }
 
   // A decoded field: the listing prints fmt with the arguments; JSON gets
   // key and v (the key is ignored inside a list).
   void field(const char* key, const Value& v, const char* fmt, ...) WP_PRINTF(4, 5) {
     fields_ += v.leaves();
-    if (json_) return jsonField(key, v);
+    if (json_) {
+      jsonField(key, v);
+      if (!listing_) return;
+    }
     va_list ap;
     va_start(ap, fmt);
     bool done = out_.fast(fmt, ap);
@@ -58,7 +70,7 @@ class Emit {
   // Listing text that is not a field of its own: a label that a field
   // completes, a group's heading, a blank line. JSON has no part in it.
   void text(const char* fmt, ...) WP_PRINTF(2, 3) {
-    if (json_) return;
+    if (!listing_) return;
     va_list ap;
     va_start(ap, fmt);
     bool done = out_.fast(fmt, ap);
@@ -79,7 +91,7 @@ class Emit {
 
   // A diagnostic: the listing prints the text, which begins with
   // "\nERROR: "; JSON writes it as an object of its own with the packet and
-  // offset it concerns.
+  // offset it concerns (a message's fields never hold it).
   void error(const char* fmt, ...) WP_PRINTF(2, 3);
 
   // Where in the packet the dispatcher is (the offset of diagnostics that
@@ -141,6 +153,7 @@ class Emit {
 
   Output& out_;
   JsonRender* json_ = nullptr;
+  bool listing_ = true;
   int32_t pos_ = 0;
   int open_ = 0;  // messages begun and not ended
   size_t fields_ = 0;

@@ -18,19 +18,30 @@ JsonRender::Frame& JsonRender::push() {
   Frame& f = frames_[depth_++];
   f.w.clear();
   f.message = false;
+  f.drop = false;
   return f;
 }
 
-// Closes every container of the innermost object and writes it as a line.
+// Closes every container of the innermost object and writes it as a line;
+// a message's fields object also goes to the sink.
 void JsonRender::pop() {
   if (depth_ == 0) return;
-  JsonWriter& w = frames_[--depth_].w;
+  Frame& f = frames_[--depth_];
+  JsonWriter& w = f.w;
   w.endLine();
-  out_.write(w.text());
+  std::string_view t = w.text();
+  if (f.message && sink_) {
+    // The fields object runs to the message object's closing brace, or to
+    // the end of the line when it is all there is.
+    size_t end = t.size() - (lines_ ? 2 : 1);
+    sink_->messageFields(t.substr(f.fieldsAt, end - f.fieldsAt));
+  }
+  if (lines_) out_.write(t);
 }
 
 // A field outside any record or message stands as an object of its own.
 void JsonRender::loneField(const char* key, const Value& v) {
+  if (!lines_) return;
   JsonWriter& w = push().w;
   w.beginObject();
   w.field("kind", "field");
@@ -40,7 +51,7 @@ void JsonRender::loneField(const char* key, const Value& v) {
 }
 
 void JsonRender::open(const char* key, bool list) {
-  if (depth_ == 0) return;
+  if (depth_ == 0 || frames_[depth_ - 1].drop) return;
   JsonWriter& w = frames_[depth_ - 1].w;
   if (list)
     w.beginArray(key);
@@ -52,10 +63,11 @@ void JsonRender::open(const char* key, bool list) {
 void JsonRender::close() {
   if (depth_ == 0) return;
   Frame& f = frames_[depth_ - 1];
-  if (f.w.depth() > (f.message ? 2u : 1u)) f.w.end();
+  if (f.w.depth() > (f.message && lines_ ? 2u : 1u)) f.w.end();
 }
 
 void JsonRender::diagnostic(const char* text, size_t n, int32_t offset) {
+  if (!lines_) return;
   int32_t packet = rd_.g_ipkt;
   for (size_t i = depth_; i > 0; --i) {
     if (frames_[i - 1].message) {
@@ -83,6 +95,12 @@ void JsonRender::beginMessage(int type, const char* name, int32_t offset) {
   f.message = true;
   f.packet = rd_.g_ipkt;
   f.offset = offset;
+  JsonWriter& w = f.w;
+  if (!lines_) {  // only the fields are wanted
+    w.beginObject();
+    f.fieldsAt = 0;
+    return;
+  }
   if (!headSet_ || f.packet != headPacket_ || memcmp(rd_.msgdir, headDir_, 2) != 0) {
     headSet_ = true;
     headPacket_ = f.packet;
@@ -111,21 +129,26 @@ void JsonRender::beginMessage(int type, const char* name, int32_t offset) {
       tail.json.raw("null", 4);
     tail.json.raw(",\"fields\":{", 11);
   }
-  JsonWriter& w = f.w;
   std::string_view head = head_.text(), rest = tail.json.text();
   w.raw(head.data(), head.size());
   w.number(static_cast<int64_t>(offset));
   w.raw(rest.data(), rest.size());
   w.assumeOpen(false);
   w.assumeOpen(false, true);
+  f.fieldsAt = w.text().size() - 1;
 }
 
 void JsonRender::endMessage() {
   pop();
 }
 
+// A record still takes its own fields when no line is written, so that they
+// do not land in the message it interrupts.
 void JsonRender::beginRecord(const char* kind) {
-  JsonWriter& w = push().w;
+  Frame& f = push();
+  f.drop = !lines_;
+  if (f.drop) return;
+  JsonWriter& w = f.w;
   w.beginObject();
   w.field("kind", kind);
 }
@@ -136,7 +159,8 @@ void JsonRender::endRecord() {
 
 const char* JsonRender::isoTime(double seconds) {
   iso_[0] = '\0';
-  if (!(seconds >= 0 && seconds < 9.2e15)) return iso_;
+  // Without lines only messages are kept, and no message holds a time.
+  if (!lines_ || !(seconds >= 0 && seconds < 9.2e15)) return iso_;
   double whole = std::floor(seconds);
   auto micros = static_cast<int64_t>(std::llround((seconds - whole) * 1e6));
   auto t = static_cast<int64_t>(whole);

@@ -3,6 +3,9 @@
 // diagnostics are complete where they are emitted; a message is complete at
 // its end, so a message that runs on into further packets follows their
 // packet records, and a diagnostic raised inside a message precedes it.
+//
+// For -db each message's "fields" object also goes to a FieldsSink; with
+// -db alone no line is written at all (the listing is the output).
 #pragma once
 
 #include <array>
@@ -10,6 +13,7 @@
 #include <string>
 #include <vector>
 
+#include "render/fieldsink.h"
 #include "render/json_writer.h"
 
 namespace wp {
@@ -21,9 +25,15 @@ class JsonRender {
  public:
   JsonRender(Output& out, const Reader& rd) : out_(out), rd_(rd) {}
 
+  // Hands each message's fields to `sink` as well (null: to nobody).
+  void setFieldsSink(FieldsSink* sink) { sink_ = sink; }
+  // Whether the JSON lines are written (on unless turned off).
+  void setLines(bool on) { lines_ = on; }
+
   void field(const char* key, const Value& v) {
     if (depth_ == 0) return loneField(key, v);
-    frames_[depth_ - 1].w.field(key, v);
+    Frame& f = frames_[depth_ - 1];
+    if (!f.drop) f.w.field(key, v);
   }
   void open(const char* key, bool list);
   void close();
@@ -42,6 +52,8 @@ class JsonRender {
   struct Frame {
     JsonWriter w;
     bool message = false;
+    bool drop = false;    // a record no one reads: its fields are not written
+    size_t fieldsAt = 0;  // a message's: where its fields object begins
     int32_t packet = 0, offset = 0;
   };
   void loneField(const char* key, const Value& v);
@@ -50,6 +62,8 @@ class JsonRender {
 
   Output& out_;
   const Reader& rd_;
+  FieldsSink* sink_ = nullptr;
+  bool lines_ = true;
   // The beginnings of message objects, up to the offset (of the last
   // packet), and from the type on up to the fields (per type: the name is
   // the message table's).

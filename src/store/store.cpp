@@ -3,9 +3,17 @@
 
 #include <sqlite3.h>
 
+#include <algorithm>
 #include <cerrno>
+#include <condition_variable>
 #include <cstdio>
 #include <cstring>
+#include <deque>
+#include <mutex>
+#include <string>
+#include <string_view>
+#include <thread>
+#include <vector>
 
 #include "driver/msgtable.h"
 
@@ -14,7 +22,7 @@ namespace wp::store {
 const char* const kSchema = R"sql(
 CREATE TABLE trace (
   id INTEGER PRIMARY KEY,    -- the trace id every other row carries
-  file TEXT,                 -- the trace file as named on the command line
+  file TEXT,                 -- the trace as named on the command line ("standard input" for -)
   options TEXT,              -- the command line's options
   version TEXT,              -- wireprint's version
   first_time REAL,           -- first and last time stamp, seconds since 1970
@@ -47,7 +55,8 @@ CREATE TABLE message_rows (
   trace INTEGER, packet INTEGER,
   offset INTEGER,     -- of the message type in the packet
   type INTEGER,
-  fields TEXT         -- the message's fields as JSON; NULL until the JSON rendering fills it
+  fields TEXT         -- the message's fields: the JSON object -json writes as "fields";
+                      -- NULL for a type that is no message
 );
 -- Every message with its type's name.
 CREATE VIEW messages AS
@@ -80,11 +89,15 @@ namespace {
 constexpr int64_t kRowsPerCommit = 1 << 20;
 // Rows per INSERT statement: one step stores this many.
 constexpr int kRowsPerInsert = 64;
+// Rows handed to the writer at a time, and how many such parts may wait for
+// it before the decoding waits in turn (which bounds the memory they take).
+constexpr int kRowsPerPart = 16 * kRowsPerInsert;
+constexpr size_t kPartsWaiting = 8;
 
 // A column value waiting in a batch.
 struct Value {
-  enum Kind : uint8_t { Null, Int, Real, Text } kind = Null;
-  int64_t i = 0;
+  enum Kind : uint8_t { Null, Int, Real, Text, Kept } kind = Null;
+  int64_t i = 0;  // Kept: where the text begins in the part's copies
   double d = 0;
   const char* text = nullptr;  // static or outliving the batch's flush
   int len = 0;
@@ -92,11 +105,21 @@ struct Value {
 
 }  // namespace
 
-// Rows of one table, stored kRowsPerInsert at a time through a multi-row
-// INSERT, the rest through a one-row INSERT at the end.
+// Rows of one table on their way to SQLite, and the texts they copied.
+struct Part {
+  Batch* batch = nullptr;
+  std::vector<Value> vals;
+  std::string kept;
+};
+
+// Rows of one table, collected into parts that the writer stores
+// kRowsPerInsert at a time through a multi-row INSERT, the rest through a
+// one-row INSERT.
 class Batch {
  public:
-  Batch(Store::Impl& m, const char* table, int cols);
+  // A streamed batch's rows go to the writer thread; the others' (written
+  // while the writer rests) are stored at once.
+  Batch(Store::Impl& m, const char* table, int cols, bool streamed = false);
   ~Batch() {
     sqlite3_finalize(many_);
     sqlite3_finalize(one_);
@@ -107,21 +130,31 @@ class Batch {
   Batch& iOrNull(int64_t v) { return v ? i(v) : null(); }
   Batch& d(double v) { return put(Value{Value::Real, 0, v, nullptr, 0}); }
   Batch& text(const char* t, int len) { return put(Value{Value::Text, 0, 0, t, len}); }
+  // A text that is gone after the call: copied until the row is stored.
+  Batch& copy(std::string_view t) {
+    auto at = static_cast<int64_t>(part_.kept.size());
+    part_.kept.append(t);
+    return put(Value{Value::Kept, at, 0, nullptr, static_cast<int>(t.size())});
+  }
   Batch& null() { return put(Value{}); }
+  // Hands over the rows collected so far.
   void flush();
+  // Stores a part's rows (on the writer's thread).
+  void write(const Part& p);
 
  private:
   Batch& put(const Value& v) {
-    vals_.push_back(v);
-    if (vals_.size() == static_cast<size_t>(cols_ * kRowsPerInsert)) step(many_, kRowsPerInsert);
+    part_.vals.push_back(v);
+    if (part_.vals.size() == static_cast<size_t>(cols_ * kRowsPerPart)) flush();
     return *this;
   }
-  void step(sqlite3_stmt* s, int rows);
+  void step(sqlite3_stmt* s, const Part& p, size_t first, int rows);
 
   Store::Impl& m_;
   int cols_;
+  bool streamed_;
   sqlite3_stmt *many_ = nullptr, *one_ = nullptr;
-  std::vector<Value> vals_;
+  Part part_;  // being filled
 };
 
 struct Store::Impl {
@@ -129,9 +162,23 @@ struct Store::Impl {
   std::unique_ptr<Batch> packets, messages, trips, errors;
   int64_t trace = 1;
   int64_t rows = 0;
-  std::string failure;  // the first error
+  size_t longestText = 0;  // SQLite's limit on a value's length
+  std::string failure;     // the first error
+
+  // The writer: SQLite's share of the work (binding, its B-trees, the
+  // file's writes) runs on a thread of its own while a trace is decoded. It
+  // starts with the first rows streamed, and rests (ended) whenever the
+  // connection is used otherwise: at the end of a trace and before a copy.
+  std::thread writer;
+  std::mutex mu;
+  std::condition_variable cv;
+  std::deque<Part> waiting;  // for the writer, oldest first
+  std::vector<Part> spare;   // stored parts, for their buffers (each table's its own)
+  bool ending = false;
+  std::mutex failMu;  // failure is set from either thread
 
   ~Impl() {
+    endWriter(true);
     packets.reset();
     messages.reset();
     trips.reset();
@@ -147,6 +194,7 @@ struct Store::Impl {
     return false;
   }
   void fail(const char* what) {
+    std::lock_guard<std::mutex> lock(failMu);
     if (failure.empty()) failure = what;
   }
   sqlite3_stmt* prepare(const std::string& sql) {
@@ -162,9 +210,72 @@ struct Store::Impl {
     rows += n;
     if (rows / kRowsPerCommit != before) exec("COMMIT; BEGIN");
   }
+
+  // Takes `p` (left empty, with buffers to reuse) for the writer, waiting
+  // while too many parts wait already; a part that is not streamed is
+  // stored at once. `full` is the size of a full part's values.
+  void send(Part& p, bool streamed, size_t full) {
+    if (!streamed) {
+      p.batch->write(p);
+      p.vals.clear();
+      p.kept.clear();
+      return;
+    }
+    if (!writer.joinable()) {
+      ending = false;
+      writer = std::thread([this] { writeParts(); });
+    }
+    std::unique_lock<std::mutex> lock(mu);
+    cv.wait(lock, [this] { return waiting.size() < kPartsWaiting; });
+    Batch* b = p.batch;
+    bool wasFull = p.vals.size() >= full;
+    waiting.push_back(std::move(p));
+    p = Part{};
+    p.batch = b;
+    // The buffers of a stored part of the same table; else, after a full
+    // part, room for the next full one at once (growing it step by step
+    // would map and unmap its memory again for every part).
+    auto same =
+        std::find_if(spare.rbegin(), spare.rend(), [b](const Part& s) { return s.batch == b; });
+    if (same != spare.rend()) {
+      p = std::move(*same);
+      spare.erase(std::next(same).base());
+    } else if (wasFull) {
+      p.vals.reserve(full);
+    }
+    cv.notify_all();
+  }
+  void writeParts() {
+    std::unique_lock<std::mutex> lock(mu);
+    for (;;) {
+      cv.wait(lock, [this] { return ending || !waiting.empty(); });
+      if (waiting.empty()) return;
+      Part p = std::move(waiting.front());
+      waiting.pop_front();
+      cv.notify_all();
+      lock.unlock();
+      p.batch->write(p);
+      p.vals.clear();
+      p.kept.clear();
+      lock.lock();
+      spare.push_back(std::move(p));
+    }
+  }
+  // Lets the writer store what waits (or drops it, when `drop`) and end.
+  void endWriter(bool drop) {
+    if (!writer.joinable()) return;
+    {
+      std::lock_guard<std::mutex> lock(mu);
+      if (drop) waiting.clear();
+      ending = true;
+    }
+    cv.notify_all();
+    writer.join();
+  }
 };
 
-Batch::Batch(Store::Impl& m, const char* table, int cols) : m_(m), cols_(cols) {
+Batch::Batch(Store::Impl& m, const char* table, int cols, bool streamed)
+    : m_(m), cols_(cols), streamed_(streamed) {
   std::string one = "(";
   for (int c = 0; c < cols; ++c) one += c ? ",?" : "?";
   one += ")";
@@ -172,41 +283,53 @@ Batch::Batch(Store::Impl& m, const char* table, int cols) : m_(m), cols_(cols) {
   one_ = m.prepare(sql);
   for (int r = 1; r < kRowsPerInsert; ++r) sql += "," + one;
   many_ = m.prepare(sql);
-  vals_.reserve(static_cast<size_t>(cols * kRowsPerInsert));
+  part_.batch = this;
 }
 
 Batch& Batch::row() {
   return i(m_.trace);
 }
 
-void Batch::step(sqlite3_stmt* s, int rows) {
-  if (s) {
-    for (int k = 0; k < cols_ * rows; ++k) {
-      const Value& v = vals_[static_cast<size_t>(k)];
-      switch (v.kind) {
-        case Value::Null:
-          sqlite3_bind_null(s, k + 1);
-          break;
-        case Value::Int:
-          sqlite3_bind_int64(s, k + 1, v.i);
-          break;
-        case Value::Real:
-          sqlite3_bind_double(s, k + 1, v.d);
-          break;
-        case Value::Text:
-          sqlite3_bind_text(s, k + 1, v.text, v.len, SQLITE_STATIC);
-          break;
-      }
+void Batch::step(sqlite3_stmt* s, const Part& p, size_t first, int rows) {
+  if (!s) return;
+  for (int k = 0; k < cols_ * rows; ++k) {
+    const Value& v = p.vals[first + static_cast<size_t>(k)];
+    switch (v.kind) {
+      case Value::Null:
+        sqlite3_bind_null(s, k + 1);
+        break;
+      case Value::Int:
+        sqlite3_bind_int64(s, k + 1, v.i);
+        break;
+      case Value::Real:
+        sqlite3_bind_double(s, k + 1, v.d);
+        break;
+      case Value::Text:
+        sqlite3_bind_text(s, k + 1, v.text, v.len, SQLITE_STATIC);
+        break;
+      case Value::Kept:
+        sqlite3_bind_text(s, k + 1, p.kept.data() + v.i, v.len, SQLITE_STATIC);
+        break;
     }
-    if (sqlite3_step(s) != SQLITE_DONE) m_.fail(sqlite3_errmsg(m_.db));
-    sqlite3_reset(s);
   }
-  vals_.erase(vals_.begin(), vals_.begin() + cols_ * rows);
-  m_.stored(rows);
+  if (sqlite3_step(s) != SQLITE_DONE) m_.fail(sqlite3_errmsg(m_.db));
+  sqlite3_reset(s);
+}
+
+void Batch::write(const Part& p) {
+  size_t n = p.vals.size() / static_cast<size_t>(cols_), r = 0;
+  for (; n - r >= kRowsPerInsert; r += kRowsPerInsert) {
+    step(many_, p, r * static_cast<size_t>(cols_), kRowsPerInsert);
+    m_.stored(kRowsPerInsert);
+  }
+  for (; r < n; ++r) {
+    step(one_, p, r * static_cast<size_t>(cols_), 1);
+    m_.stored(1);
+  }
 }
 
 void Batch::flush() {
-  while (!vals_.empty()) step(one_, 1);
+  if (!part_.vals.empty()) m_.send(part_, streamed_, static_cast<size_t>(cols_ * kRowsPerPart));
 }
 
 Store::Store(std::unique_ptr<Impl> impl) : impl_(std::move(impl)) {}
@@ -235,6 +358,7 @@ std::unique_ptr<Store> Store::open(const std::string& path, int64_t traceId, std
   impl->exec(
       "PRAGMA journal_mode=OFF; PRAGMA synchronous=OFF; PRAGMA locking_mode=EXCLUSIVE;"
       "PRAGMA cache_size=-16384");
+  impl->longestText = static_cast<size_t>(sqlite3_limit(impl->db, SQLITE_LIMIT_LENGTH, -1));
   impl->exec(kSchema);
   impl->exec("BEGIN");
   if (sqlite3_stmt* s = impl->prepare("INSERT INTO message_types VALUES (?1, ?2)")) {
@@ -247,10 +371,10 @@ std::unique_ptr<Store> Store::open(const std::string& path, int64_t traceId, std
     }
     sqlite3_finalize(s);
   }
-  impl->packets = std::make_unique<Batch>(*impl, "packets", 8);
-  impl->messages = std::make_unique<Batch>(*impl, "message_rows", 5);
-  impl->trips = std::make_unique<Batch>(*impl, "round_trips", 12);
-  impl->errors = std::make_unique<Batch>(*impl, "errors", 6);
+  impl->packets = std::make_unique<Batch>(*impl, "packets", 8, true);
+  impl->messages = std::make_unique<Batch>(*impl, "message_rows", 5, true);
+  impl->trips = std::make_unique<Batch>(*impl, "round_trips", 12, true);
+  impl->errors = std::make_unique<Batch>(*impl, "errors", 6, true);
   if (!impl->failure.empty()) {
     error = impl->failure;
     return nullptr;
@@ -270,7 +394,12 @@ void Store::packet(const analysis::PacketRow& r) {
 }
 
 void Store::message(const analysis::MessageRow& r) {
-  impl_->messages->row().i(r.packet).i(r.offset).i(r.type).null();
+  Batch& b = impl_->messages->row().i(r.packet).i(r.offset).i(r.type);
+  // A message too long for SQLite (a hostile trace's) keeps no fields.
+  if (r.fields.data() && r.fields.size() <= impl_->longestText)
+    b.copy(r.fields);
+  else
+    b.null();
 }
 
 void Store::roundTrip(const analysis::RoundTripRow& r) {
@@ -364,6 +493,7 @@ void writeTrace(Store::Impl& m, const analysis::Collector& c) {
 bool Store::finish(const analysis::Collector& c, std::string& error) {
   Impl& m = *impl_;
   for (Batch* b : {m.packets.get(), m.messages.get(), m.trips.get(), m.errors.get()}) b->flush();
+  m.endWriter(false);
   if (!c.merged()) writeTrace(m, c);
   m.exec("COMMIT");
   // Indexes on the small tables only; the README shows how to add more.
@@ -376,6 +506,7 @@ bool Store::finish(const analysis::Collector& c, std::string& error) {
 
 bool Store::append(const std::string& path) {
   Impl& m = *impl_;
+  m.endWriter(false);
   // A database is attached outside a transaction.
   m.exec("COMMIT");
   char* attach = sqlite3_mprintf("ATTACH DATABASE %Q AS part", path.c_str());
@@ -402,6 +533,7 @@ void Store::beginTrace(int64_t id) {
 bool Store::endTrace(const analysis::Collector& c) {
   Impl& m = *impl_;
   for (Batch* b : {m.packets.get(), m.messages.get(), m.trips.get(), m.errors.get()}) b->flush();
+  m.endWriter(false);
   writeTrace(m, c);
   return m.failure.empty();
 }

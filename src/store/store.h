@@ -1,6 +1,7 @@
-// -db FILE: the trace as a SQLite database. Rows are written as the
-// collector completes them, through prepared statements, in large
-// transactions; the statements, threads and the trace's own row at the end.
+// -db FILE: the trace as a SQLite database. Rows are collected as the
+// collector completes them and stored by a writer thread, through prepared
+// statements, in large transactions; the statements, threads and the
+// trace's own row at the end.
 #pragma once
 
 #include <memory>

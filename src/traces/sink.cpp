@@ -1,6 +1,8 @@
 #include "traces/sink.h"
 
+#include <fcntl.h>
 #include <sys/sendfile.h>
+#include <sys/stat.h>
 #include <unistd.h>
 
 #include <algorithm>
@@ -12,8 +14,23 @@
 
 namespace wp {
 
+namespace {
+
+// Whether the stream writes to /dev/null (a descriptor open for reading
+// only, as a closed standard output is filled in, fails its writes instead).
+bool toNull(FILE* f) {
+  struct stat null, st;
+  int fd = f ? fileno(f) : -1;
+  int mode = fd >= 0 ? fcntl(fd, F_GETFL) : -1;
+  return mode >= 0 && (mode & O_ACCMODE) != O_RDONLY && stat("/dev/null", &null) == 0 &&
+         fstat(fd, &st) == 0 && S_ISCHR(st.st_mode) && st.st_rdev == null.st_rdev;
+}
+
+}  // namespace
+
 TraceSink::TraceSink(FILE* listing, FILE* out, FILE* err) : real_{listing, out, err} {
   cookie_io_functions_t io = {nullptr, &TraceSink::onWrite, nullptr, nullptr};
+  for (int i = 0; i < 3; ++i) discard_[i] = toNull(real_[i]);
   for (int i = 0; i < 3; ++i) {
     cookies_[i] = Cookie{this, static_cast<Stream>(i)};
     if (i == kListing && listing == out) continue;
@@ -59,6 +76,8 @@ bool TraceSink::emit(Stream which, const char* buf, size_t n) {
 bool TraceSink::put(Stream which, const char* buf, size_t n) {
   std::unique_lock<std::mutex> lk(m_);
   if (error_) return false;
+  // A listing sent to /dev/null (with -report or -db, say) is not spooled.
+  if (discard_[which]) return true;
   if (!direct_ && !spool_) {
     spool_ = tmpfile();
     // Nowhere to spool: the run waits until the traces before it are out.

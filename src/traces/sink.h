@@ -54,7 +54,8 @@ class TraceSink {
   FILE* real_[3];
   Cookie cookies_[3];
   FILE* streams_[3] = {nullptr, nullptr, nullptr};
-  bool listingOwned_ = false;  // handed to an Output, which closes it
+  bool discard_[3] = {false, false, false};  // the real stream is /dev/null
+  bool listingOwned_ = false;                // handed to an Output, which closes it
   mutable std::mutex m_;
   std::condition_variable turn_;  // without a temporary file, wait for the turn
   bool direct_ = false;

@@ -83,11 +83,11 @@ size_t dumpOffset(char* o, uint32_t i) {
 // line as it goes, JSON collects the bytes for one hex string.
 int32_t hexdump(Cursor& cur, int32_t n, const char* key) {
   Emit& em = cur.run.em;
-  const bool json = em.json();
+  const bool json = em.json(), listing = em.listing();
   std::string bytes;
   Output& out = cur.run.out;
   static const char kHex[] = "0123456789abcdef";
-  if (!json) {
+  if (listing) {
     out.write(kEquals, sizeof kEquals - 1);
     out.write("HEX DUMP:\n", 10);
   }
@@ -96,7 +96,7 @@ int32_t hexdump(Cursor& cur, int32_t n, const char* key) {
   int32_t lastPart = 0;
   for (int32_t i = 0; i < n;) {
     if (cur.left <= 0) {
-      if (!json) {
+      if (listing) {
         hexascii(out, col, line);
         out.put('\n');
       }
@@ -111,9 +111,8 @@ int32_t hexdump(Cursor& cur, int32_t n, const char* key) {
     real = std::clamp(real, 0, k);
     if (real > 0) memcpy(line + col, buf.data() + cur.pos, static_cast<size_t>(real));
     if (real < k) memset(line + col + real, 0, static_cast<size_t>(k - real));
-    if (json) {
-      bytes.append(reinterpret_cast<const char*>(line + col), static_cast<size_t>(k));
-    } else {
+    if (json) bytes.append(reinterpret_cast<const char*>(line + col), static_cast<size_t>(k));
+    if (listing) {
       char* o = out.reserve(12 + 3 * static_cast<size_t>(k));
       size_t len = col == 0 ? dumpOffset(o, static_cast<uint32_t>(i)) : 0;
       for (int32_t j = 0; j < k; ++j) {
@@ -129,17 +128,16 @@ int32_t hexdump(Cursor& cur, int32_t n, const char* key) {
     col += k;
     lastPart += k;
     if (col == 16) {
-      if (!json) {
+      if (listing) {
         hexascii(out, 16, line);
         out.put('\n');
       }
       col = 0;
     }
   }
-  if (json) {
-    em.also(key, Value::hex(bytes.data(), bytes.size()));
-  } else {
-    em.also(key, Value());  // counted as the one field the dump is
+  // The one field the dump is (the listing has shown it already).
+  em.also(key, json ? Value::hex(bytes.data(), bytes.size()) : Value());
+  if (listing) {
     hexascii(out, col, line);
     out.put('\n');
     out.write(kEquals, sizeof kEquals - 1);
@@ -207,13 +205,12 @@ void printchar(Cursor& cur, int32_t len, const char* key) {
   }
   int32_t count;
   if (run.opt.isprint_flag) {
-    if (run.em.json()) {
-      // JSON escapes what is not printable itself: the value as it is.
+    // JSON escapes what is not printable itself: the value as it is.
+    if (run.em.json())
       run.em.also(key, std::string_view(value, static_cast<size_t>(have)));
-    } else {
+    else
       run.em.also(key, Value());
-      printPrintable(run.out, value, have);
-    }
+    if (run.em.listing()) printPrintable(run.out, value, have);
     count = len;
   } else {
     run.em.field(key, value, "\"%s\" [%hd]\n", value, static_cast<int16_t>(shownLen));

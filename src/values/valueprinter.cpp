@@ -249,7 +249,7 @@ void printvalues(Cursor& cur, int32_t count) {
     run.out.flush();
     if (!ok) break;
     // Separators go to standard output, not to the listing (nor to JSON).
-    if (i != count - 1 && !em.json()) run.out.out("\n");
+    if (i != count - 1 && em.listing()) run.out.out("\n");
   }
   em.close();
 }

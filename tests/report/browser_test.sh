@@ -1,12 +1,13 @@
 #!/bin/sh
 # Opens the report of a trace in headless chromium and checks what it shows:
-#   browser_test.sh WIREPRINT TRACE WORKDIR
+#   browser_test.sh WIREPRINT TRACE WORKDIR [MORE TRACES...]
 # The charts must have rendered with their data points (the bars and points of
 # the timeline and the histogram in the DOM after the page's script ran), the
 # script must have run without error, the console must stay silent, and a
 # screenshot must come out. Exits 77 (skipped) when chromium is not installed.
 set -u
 wp=$1 trace=$2 work=$3
+shift 3
 browser=$(command -v chromium || command -v chromium-browser || true)
 if [ -z "$browser" ]; then
   echo "chromium not found: skipped"
@@ -14,7 +15,7 @@ if [ -z "$browser" ]; then
 fi
 fail() { echo "FAIL: $*"; exit 1; }
 rm -rf "$work" && mkdir -p "$work/profile" || exit 1
-TZ=UTC "$wp" -report "$work/report.html" -o /dev/null "$trace" || fail "wireprint -report"
+TZ=UTC "$wp" -report "$work/report.html" -o /dev/null "$trace" "$@" || fail "wireprint -report"
 
 # No network and no background services: the page must work from disk alone.
 open() {
@@ -53,6 +54,12 @@ echo "timeline bars $bars, p95 points $points, histogram bars $hist, script saw 
 [ "$hist" -ge 3 ] || fail "histogram has $hist bars"
 [ "$ready" -eq $((bars + hist)) ] || fail "the browser sees $ready bars, the page has $((bars + hist))"
 grep -q '<table id="statements"' "$work/dom.html" || fail "no statements table"
+# Several traces: the overview's table of them, a row each.
+if [ $# -gt 0 ]; then
+  rows=$(awk '/<table id="traces"/ { on = 1 } on { n += gsub("<tr><td", "") } on && /<\/table>/ { on = 0 }
+    END { print n + 0 }' "$work/dom.html")
+  [ "$rows" -eq $(($# + 1)) ] || fail "traces table has $rows rows for $(($# + 1)) traces"
+fi
 
 head -c 8 "$work/report.png" | od -An -c | grep -q 'P   N   G' || fail "no PNG screenshot"
 size=$(wc -c <"$work/report.png")

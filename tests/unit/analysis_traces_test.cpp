@@ -255,6 +255,30 @@ TEST_F(SeveralTraces, FilterAndDamageAcrossTraces) {
   EXPECT_TRUE(pageHas("<dt>errors (SQ_ERR)</dt><dd>1</dd>"));
 }
 
+// A compressed trace cut short: its error line, then the next trace; its row
+// says why it stopped, and so does the report.
+TEST_F(SeveralTraces, CutTraceSaysWhyItStopped) {
+  std::string a = compiled("a.trace", kTraceA), b = compiled("b.trace", kTraceB);
+  ASSERT_EQ(system(("gzip -nc '" + a + "' | head -c 40 > '" + path("cut.gz") + "'").c_str()), 0);
+  ASSERT_EQ(run("x", {path("cut.gz"), b}), 0);
+  EXPECT_EQ(stderr_, path("cut.gz") + ": truncated gzip input\n");
+  EXPECT_EQ(rows("SELECT id, iif(id = 1, packets < 4, packets), error FROM trace"),
+            (std::vector<std::string>{"1|1|truncated gzip input", "2|4|-"}));
+  EXPECT_EQ(rows("SELECT trace, count(*) FROM round_trips WHERE trace = 2"),
+            (std::vector<std::string>{"2|2"}));
+  EXPECT_TRUE(pageHas("<td>no: truncated gzip input</td>"));
+}
+
+// Standard input among the traces is named as the listing names it.
+TEST_F(SeveralTraces, StandardInputNamed) {
+  std::string a = compiled("a.trace", kTraceA), b = compiled("b.trace", kTraceB);
+  std::string cmd = std::string("TZ=UTC ") + WIREPRINT_BINARY + " -db " + path("s.sqlite") +
+                    " -o /dev/null " + a + " - < " + b;
+  ASSERT_EQ(system(cmd.c_str()), 0);
+  EXPECT_EQ(rows("SELECT id, file, round_trips FROM trace", path("s.sqlite")),
+            (std::vector<std::string>{"1|" + a + "|2", "2|standard input|2"}));
+}
+
 // A report or database that would replace one of the traces is refused
 // before anything is read or written.
 TEST_F(SeveralTraces, OutputThatIsATraceRefused) {
@@ -295,6 +319,13 @@ TEST_F(SeveralTraces, GeneratedTracesSameAtAnyJobs) {
         << t;
     EXPECT_EQ(rows("SELECT count(*) FROM packets"),
               rows("SELECT count(*) FROM packets WHERE trace = " + n, path("j.sqlite")));
+    // Each trace's run renders its own messages' fields.
+    const char* fields =
+        "SELECT count(fields), sum(length(fields)), min(fields), max(fields) FROM "
+        "message_rows";
+    EXPECT_EQ(rows(fields), rows(std::string(fields) + " WHERE trace = " + n, path("j.sqlite")));
+    EXPECT_EQ(rows("SELECT count(*) FROM message_rows WHERE fields IS NULL AND type <= 139"),
+              (std::vector<std::string>{"0"}));
   }
   EXPECT_GT(one.size(), 1000u);
   for (const char* jobs : {"2", "3"}) {

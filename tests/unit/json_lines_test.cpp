@@ -15,6 +15,7 @@
 #include <vector>
 
 #include "driver/run.h"
+#include "golden_cases.h"
 #include "json_schema.h"
 #include "tracec.h"
 
@@ -23,54 +24,9 @@ namespace {
 
 using nlohmann::json;
 
-struct GoldenCase {
-  std::string name;
-  std::vector<std::string> args;
-  std::vector<uint8_t> trace;
-};
-
-std::string slurp(const std::filesystem::path& p) {
-  std::ifstream f(p, std::ios::binary);
-  std::stringstream ss;
-  ss << f.rdbuf();
-  return ss.str();
-}
-
-// The arguments of a golden test without the trace and without the files of
-// "-o", "-report" and "-db" (the stream is read from memory here), and its
-// compiled trace.
-std::vector<GoldenCase> goldenCases() {
-  std::vector<GoldenCase> cases;
-  for (const char* dir : {"/tests/golden", "/examples"}) {
-    for (auto& e : std::filesystem::directory_iterator(std::string(WIREPRINT_SOURCE_DIR) + dir)) {
-      if (e.path().extension() != ".test") continue;
-      std::string text = slurp(e.path());
-      size_t t = text.find("--- trace\n");
-      if (t == std::string::npos) continue;
-      size_t end = text.find("\n--- ", t + 10);
-      GoldenCase c;
-      c.name = e.path().filename().string();
-      tracec::Result r = tracec::compile(text.substr(t + 10, end - t - 9));
-      if (!r.ok()) continue;
-      c.trace = r.bytes;
-      std::istringstream lines(text.substr(0, t));
-      for (std::string line; std::getline(lines, line);) {
-        if (line.rfind("args:", 0) != 0) continue;
-        std::istringstream words(line.substr(5));
-        for (std::string w; words >> w;) {
-          if (w == "-o" || w == "-report" || w == "-db") {
-            words >> w;
-            continue;
-          }
-          // "-" reads standard input: here the trace comes from memory.
-          if (w.find('$') == std::string::npos && w != "-") c.args.push_back(w);
-        }
-      }
-      cases.push_back(c);
-    }
-  }
-  return cases;
-}
+using test::GoldenCase;
+using test::goldenCases;
+using test::slurp;
 
 struct Rendered {
   std::string text;

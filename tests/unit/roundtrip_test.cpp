@@ -88,10 +88,18 @@ CS 1700000001.0 { msg SQ_EOT }
                                 "1|1|0|1|0.000000|0.500000|3|64|2|-|-",
                                 "2|5|0|1|1.000000|-|0|2|0|-|-",
                             }));
+  // The second tuple's fields are whole although its data ends in the next
+  // packet (whose SQ_DONE follows the four carried bytes).
   EXPECT_EQ(a->rows("SELECT packet, offset, type, name, fields FROM messages"),
-            (std::vector<std::string>{"1|0|1|SQ_COMMAND|-", "1|22|12|SQ_EOT|-", "2|0|14|SQ_TUPLE|-",
-                                      "3|0|14|SQ_TUPLE|-", "4|4|15|SQ_DONE|-", "4|20|12|SQ_EOT|-",
-                                      "5|0|12|SQ_EOT|-"}));
+            (std::vector<std::string>{
+                R"(1|0|1|SQ_COMMAND|{"n_values":0,"cmd":"select x from t"})",
+                "1|22|12|SQ_EOT|{}",
+                R"(2|0|14|SQ_TUPLE|{"n_warnings":0,"tuple_length":4})",
+                R"(3|0|14|SQ_TUPLE|{"n_warnings":0,"tuple_length":6})",
+                R"(4|4|15|SQ_DONE|{"warning":0,"n_rows":2,"rowid":0,"serial_id":0})",
+                "4|20|12|SQ_EOT|{}",
+                "5|0|12|SQ_EOT|{}",
+            }));
   const auto& c = *a->run->an;
   EXPECT_EQ(c.trips, 2);
   EXPECT_EQ(c.replied, 1);
