@@ -100,6 +100,8 @@ class Emit {
 
   // A message: the listing prints its name line; JSON begins its object.
   // Messages nest when a decode pulls in a packet that is decoded on its own.
+  // The name is a text that stays as it is for the run (the message
+  // table's): JSON quotes it once.
   void beginMessage(int type, const char* name, int32_t offset) {
     ++open_;
     if (tally_) tallyBegin(type);

@@ -87,6 +87,9 @@ void JsonRender::diagnostic(const char* text, size_t n, int32_t offset) {
   out_.write(line_.text());
 }
 
+// Every message begins with the same members. What depends on the packet
+// (its number and direction) is formatted once per packet, what depends on
+// the type (number and name) once per type; the offset is the message's own.
 void JsonRender::beginMessage(int type, const char* name, int32_t offset) {
   Frame& f = push();
   f.message = true;
@@ -98,20 +101,38 @@ void JsonRender::beginMessage(int type, const char* name, int32_t offset) {
     f.fieldsAt = 0;
     return;
   }
-  // Every message has these members: written in a few appends.
-  static const char kHead[] = "{\"kind\":\"message\",\"packet\":";
-  w.raw(kHead, sizeof kHead - 1);
-  w.number(static_cast<int64_t>(f.packet));
-  w.raw(",\"dir\":", 7);
-  const char dir[] = {rd_.msgdir[0], '-', '>', rd_.msgdir[1]};
-  w.string(dir, sizeof dir);  // an unknown direction code may be any bytes
-  w.raw(",\"offset\":", 10);
+  if (!headSet_ || f.packet != headPacket_ || memcmp(rd_.msgdir, headDir_, 2) != 0) {
+    headSet_ = true;
+    headPacket_ = f.packet;
+    memcpy(headDir_, rd_.msgdir, 2);
+    static const char kHead[] = "{\"kind\":\"message\",\"packet\":";
+    head_.clear();
+    head_.raw(kHead, sizeof kHead - 1);
+    head_.number(static_cast<int64_t>(f.packet));
+    head_.raw(",\"dir\":", 7);
+    const char dir[] = {rd_.msgdir[0], '-', '>', rd_.msgdir[1]};
+    head_.string(dir, sizeof dir);  // an unknown direction code may be any bytes
+    head_.raw(",\"offset\":", 10);
+  }
+  Tail& tail = tails_[static_cast<uint8_t>(type)];
+  if (!tail.set || tail.type != type || tail.name != name) {
+    tail.set = true;
+    tail.type = type;
+    tail.name = name;
+    tail.json.clear();
+    tail.json.raw(",\"type\":", 8);
+    tail.json.number(static_cast<int64_t>(type));
+    tail.json.raw(",\"name\":", 8);
+    if (name)
+      tail.json.string(name);
+    else
+      tail.json.raw("null", 4);
+    tail.json.raw(",\"fields\":{", 11);
+  }
+  std::string_view head = head_.text(), rest = tail.json.text();
+  w.raw(head.data(), head.size());
   w.number(static_cast<int64_t>(offset));
-  w.raw(",\"type\":", 8);
-  w.number(static_cast<int64_t>(type));
-  w.raw(",\"name\":", 8);
-  w.string(name);
-  w.raw(",\"fields\":{", 11);
+  w.raw(rest.data(), rest.size());
   w.assumeOpen(false);
   w.assumeOpen(false, true);
   f.fieldsAt = w.text().size() - 1;

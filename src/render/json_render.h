@@ -8,6 +8,7 @@
 // -db alone no line is written at all (the listing is the output).
 #pragma once
 
+#include <array>
 #include <cstdint>
 #include <string>
 #include <vector>
@@ -63,10 +64,24 @@ class JsonRender {
   const Reader& rd_;
   FieldsSink* sink_ = nullptr;
   bool lines_ = true;
-  std::vector<Frame> frames_;  // objects being built, innermost last
-  size_t depth_ = 0;           // frames_[0..depth_) are in use
-  JsonWriter line_;            // a diagnostic, written at once
-  int64_t isoSecond_ = -1;     // the whole second isoDate_ shows
+  // The beginnings of message objects, up to the offset (of the last
+  // packet), and from the type on up to the fields (per type: the name is
+  // the message table's).
+  JsonWriter head_;
+  bool headSet_ = false;
+  int32_t headPacket_ = 0;
+  char headDir_[2] = {};
+  struct Tail {
+    bool set = false;
+    int type = 0;
+    const char* name = nullptr;
+    JsonWriter json;
+  };
+  std::array<Tail, 256> tails_;  // by the type's low byte
+  std::vector<Frame> frames_;    // objects being built, innermost last
+  size_t depth_ = 0;             // frames_[0..depth_) are in use
+  JsonWriter line_;              // a diagnostic, written at once
+  int64_t isoSecond_ = -1;       // the whole second isoDate_ shows
   char isoDate_[32] = "";
   size_t isoDateLen_ = 0;
   char iso_[64] = "";

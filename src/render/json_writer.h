@@ -55,15 +55,13 @@ class JsonWriter {
   void number(double v);
   void hex(const uint8_t* p, size_t n);
 
-  // Room for n more bytes at the end of the text; bytes written there count
-  // once added with grown().
+ private:
+  // Room for n more bytes at the end of the text; the writer then stores
+  // them there and moves len_ past them.
   char* room(size_t n) {
     if (cap_ - len_ < n) grow(n);
     return buf_.get() + len_;
   }
-  void grown(size_t n) { len_ += n; }
-
- private:
   static constexpr size_t kMaxKey = 68;            // longer keys are cut
   static constexpr size_t kKeyRoom = kMaxKey + 4;  // with comma, quotes and colon
   void grow(size_t n);

@@ -1,7 +1,9 @@
 // Keys derived from labels, for the texts that are emitted by label alone.
 #include "render/keys.h"
 
+#include <algorithm>
 #include <cctype>
+#include <cstring>
 
 namespace wp {
 
@@ -25,6 +27,16 @@ const char* snakeKey(const char* label, char* buf, size_t size) {
   }
   if (n == 0 && size > 5) return "text";
   buf[n] = '\0';
+  return buf;
+}
+
+const char* joinKey(const char* key, const char* suffix, char* buf, size_t size) {
+  if (size == 0) return buf;
+  size_t n = std::min(strlen(key), size - 1);
+  memcpy(buf, key, n);
+  size_t m = std::min(strlen(suffix), size - 1 - n);
+  memcpy(buf + n, suffix, m);
+  buf[n + m] = '\0';
   return buf;
 }
 

@@ -10,4 +10,8 @@ namespace wp {
 // separates words. Writes into buf (size bytes) and returns it.
 const char* snakeKey(const char* label, char* buf, size_t size);
 
+// key followed by suffix ("type" and "_flags" give "type_flags") in buf
+// (size bytes, cut short as snprintf would); returns buf.
+const char* joinKey(const char* key, const char* suffix, char* buf, size_t size);
+
 }  // namespace wp

@@ -1,9 +1,9 @@
 #include "values/typename.h"
 
-#include <cstdio>
 #include <string>
 
 #include "driver/run.h"
+#include "render/keys.h"
 
 namespace wp {
 
@@ -107,7 +107,7 @@ int printtypename(Run& run, int type, const char* prefix, const char* key) {
   if (!run.opt.min) {
     run.em.field(key, kNames[code], "%s%s; %s\n", prefix, kNames[code], flags.c_str());
     char flagsKey[64] = "";
-    if (run.em.json()) snprintf(flagsKey, sizeof flagsKey, "%s_flags", key);
+    if (run.em.json()) joinKey(key, "_flags", flagsKey, sizeof flagsKey);
     run.em.also(flagsKey, Value::names(names, count));
   }
   run.out.flush();

@@ -17,6 +17,7 @@
 #include "driver/reader.h"
 #include "render/json_render.h"
 #include "render/json_writer.h"
+#include "render/keys.h"
 
 namespace wp {
 namespace {
@@ -268,6 +269,91 @@ TEST(JsonWriterStructure, LongKeysAndStrayKeys) {
   w.field(k.c_str(), 1);
   w.end();
   EXPECT_EQ(w.text(), "{\"" + std::string(68, 'k') + "\":1}");
+}
+
+// Keys made of two parts are cut where snprintf cuts "%s%s".
+TEST(JsonKeys, Joined) {
+  struct Case {
+    std::string key, suffix;
+    size_t size;
+  } cases[] = {
+      {"type", "_flags", 64},
+      {"ddxt_type", "_flags", 64},
+      {"", "_flags", 64},
+      {"type", "", 64},
+      {std::string(57, 'k'), "_flags", 64},
+      {std::string(60, 'k'), "_flags", 64},  // the suffix cut
+      {std::string(70, 'k'), "_flags", 64},  // the key cut, no suffix
+      {"type", "_flags", 5},
+      {"type", "_flags", 1},
+  };
+  for (const Case& c : cases) {
+    char got[80];
+    char want[80];
+    snprintf(want, c.size, "%s%s", c.key.c_str(), c.suffix.c_str());
+    EXPECT_STREQ(joinKey(c.key.c_str(), c.suffix.c_str(), got, c.size), want)
+        << c.key << " " << c.size;
+  }
+}
+
+// Message heads are put together from parts kept per packet and per type:
+// each must follow its packet number, direction code, type and name.
+TEST(JsonRenderHead, FollowsPacketDirectionTypeAndName) {
+  Output out;
+  FILE* f = tmpfile();
+  ASSERT_NE(f, nullptr);
+  out.setFile(f);
+  Reader rd;
+  JsonRender json(out, rd);
+  static const char kOther[] = "A\"B";
+  struct Step {
+    int32_t packet;
+    const char* dir;
+    int type;
+    const char* name;
+    int32_t offset;
+  } steps[] = {
+      {1, "CS", 2, "SQ_PREPARE", 0}, {1, "CS", 12, "SQ_EOT", 96},  {2, "SC", 2, kOther, 0},
+      {2, "\x01Z", 2, kOther, 4},    {2, "\x01Z", 258, kOther, 6}, {2, "\x01Z", 12, nullptr, 8},
+      {3, "SC", 12, "SQ_EOT", 2},    {2, "SC", 12, "SQ_EOT", 2},
+  };
+  for (const Step& s : steps) {
+    rd.g_ipkt = s.packet;
+    memcpy(rd.msgdir, s.dir, 2);
+    json.beginMessage(s.type, s.name, s.offset);
+    json.field("n_rows", s.offset);
+    json.endMessage();
+  }
+  out.sync();
+  rewind(f);
+  std::string got;
+  char buf[4096];
+  for (size_t n; (n = fread(buf, 1, sizeof buf, f)) > 0;) got.append(buf, n);
+  const char* m = "{\"kind\":\"message\",\"packet\":";
+  EXPECT_EQ(got, std::string(m) +
+                     "1,\"dir\":\"C->S\",\"offset\":0,\"type\":2,\"name\":\"SQ_PREPARE\","
+                     "\"fields\":{\"n_rows\":0}}\n" +
+                     m +
+                     "1,\"dir\":\"C->S\",\"offset\":96,\"type\":12,\"name\":\"SQ_EOT\","
+                     "\"fields\":{\"n_rows\":96}}\n" +
+                     m +
+                     "2,\"dir\":\"S->C\",\"offset\":0,\"type\":2,\"name\":\"A\\\"B\","
+                     "\"fields\":{\"n_rows\":0}}\n" +
+                     m +
+                     "2,\"dir\":\"\\u0001->Z\",\"offset\":4,\"type\":2,\"name\":\"A\\\"B\","
+                     "\"fields\":{\"n_rows\":4}}\n" +
+                     m +
+                     "2,\"dir\":\"\\u0001->Z\",\"offset\":6,\"type\":258,\"name\":\"A\\\"B\","
+                     "\"fields\":{\"n_rows\":6}}\n" +
+                     m +
+                     "2,\"dir\":\"\\u0001->Z\",\"offset\":8,\"type\":12,\"name\":null,"
+                     "\"fields\":{\"n_rows\":8}}\n" +
+                     m +
+                     "3,\"dir\":\"S->C\",\"offset\":2,\"type\":12,\"name\":\"SQ_EOT\","
+                     "\"fields\":{\"n_rows\":2}}\n" +
+                     m +
+                     "2,\"dir\":\"S->C\",\"offset\":2,\"type\":12,\"name\":\"SQ_EOT\","
+                     "\"fields\":{\"n_rows\":2}}\n");
 }
 
 // Packet times in UTC to the microsecond; out of range, nothing.
