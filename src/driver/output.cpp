@@ -39,6 +39,7 @@ void Output::setFile(FILE* f) {
   sync();
   closeFile();
   fp_ = f;
+  shares_ = -1;
 }
 
 bool Output::openFile(const char* path) {
@@ -78,8 +79,23 @@ const char* Output::sameFileAs(int fd) const {
   return fileName_.empty() ? "standard output" : fileName_.c_str();
 }
 
+bool Output::sharesStdout() {
+  if (shares_ < 0) {
+    struct stat a, b, null;
+    bool known = fstat(fileno(fp_), &a) == 0 && fstat(fileno(stdfp_), &b) == 0;
+    bool same = !known || (a.st_dev == b.st_dev && a.st_ino == b.st_ino);
+    // Two writers to the null device cannot be told apart.
+    if (known && same && S_ISCHR(a.st_mode) && stat("/dev/null", &null) == 0 &&
+        a.st_rdev == null.st_rdev)
+      same = false;
+    shares_ = same ? 1 : 0;
+  }
+  return shares_ == 1;
+}
+
 void Output::finish() {
   sync();
+  if (fp_ != stdfp_ && !error_ && !muted_ && fflush(stdfp_) != 0) fail(errno, false);
   if (fileName_.empty() || fp_ == stdfp_) return;
   // Bytes held for a listing that never started are dropped; the name stays
   // for the report.
@@ -260,14 +276,20 @@ void Output::perror(const char* what) {
 }
 
 void Output::out(const char* fmt, ...) {
-  if (fp_ != stdfp_) sync();
+  // Only a listing file that standard output also reaches needs the two
+  // kept in step; otherwise each stream keeps its own order and standard
+  // output is written out before standard error and at the end.
+  bool shared = fp_ != stdfp_ && sharesStdout();
+  if (shared) sync();
   va_list ap;
   va_start(ap, fmt);
   bool failed = false;
   if (fp_ == stdfp_) {
     vprintf(fmt, ap);
   } else if (!error_ && !muted_) {
-    failed = vfprintf(stdfp_, fmt, ap) < 0 || fflush(stdfp_) != 0;
+    // Before the listing starts, a notice that cannot be written ends the
+    // run with the "-o" file untouched.
+    failed = vfprintf(stdfp_, fmt, ap) < 0 || ((shared || holding_) && fflush(stdfp_) != 0);
   }
   va_end(ap);
   if (failed) fail(errno, false);

@@ -109,6 +109,7 @@ class Output {
     if (fp_ == stdfp_) fp_ = std;
     errfp_ = err;
     stdfp_ = std;
+    shares_ = -1;
   }
 
   size_t bytesWritten() const { return written_ + len_; }
@@ -134,6 +135,7 @@ class Output {
   void slowPrintf(const char* fmt, va_list ap) WP_PRINTF(2, 0);
   [[noreturn]] void fail(int err, bool inFile);
   void closeFile();
+  bool sharesStdout();
 
   FILE* fp_;
   FILE* errfp_ = stderr;
@@ -158,6 +160,7 @@ class Output {
   int error_ = 0;
   bool errorInFile_ = false;
   bool muted_ = false;
+  int shares_ = -1;  // the listing file is standard output's file: 1, 0, -1 not yet known
 };
 
 }  // namespace wp
