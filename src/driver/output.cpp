@@ -81,14 +81,11 @@ const char* Output::sameFileAs(int fd) const {
 
 bool Output::sharesStdout() {
   if (shares_ < 0) {
-    struct stat a, b, null;
+    struct stat a, b;
     bool known = fstat(fileno(fp_), &a) == 0 && fstat(fileno(stdfp_), &b) == 0;
     bool same = !known || (a.st_dev == b.st_dev && a.st_ino == b.st_ino);
     // Two writers to the null device cannot be told apart.
-    if (known && same && S_ISCHR(a.st_mode) && stat("/dev/null", &null) == 0 &&
-        a.st_rdev == null.st_rdev)
-      same = false;
-    shares_ = same ? 1 : 0;
+    shares_ = same && !writesToNull(fileno(fp_)) ? 1 : 0;
   }
   return shares_ == 1;
 }
@@ -123,6 +120,13 @@ void Output::reportWriteError(const char* prog) {
     fprintf(errfp_, "%s: write error: %s\n", prog, strerror(error_));
   }
   fflush(errfp_);
+}
+
+bool writesToNull(int fd) {
+  struct stat null, st;
+  int mode = fd >= 0 ? fcntl(fd, F_GETFL) : -1;
+  return mode >= 0 && (mode & O_ACCMODE) != O_RDONLY && stat("/dev/null", &null) == 0 &&
+         fstat(fd, &st) == 0 && S_ISCHR(st.st_mode) && st.st_rdev == null.st_rdev;
 }
 
 void Output::guardStandardStreams() {
@@ -190,17 +194,9 @@ void Output::write(const void* data, size_t n) {
 void Output::vprintf(const char* fmt, va_list ap) {
   // The listing's own formats go through the fast formatter; the C library
   // takes what it does not do (floating point) and texts that do not fit.
-  if (buf_.size() - len_ < kFastRoom) drain();
   va_list copy;
   va_copy(copy, ap);
-  size_t k;
-  if (formatFast(buf_.data() + len_, buf_.size() - len_, fmt, ap, &k)) {
-    va_end(copy);
-    len_ += k;
-    if (lineFlush_ && memchr(buf_.data() + len_ - k, '\n', k)) sync();
-    return;
-  }
-  slowPrintf(fmt, copy);
+  if (!fast(fmt, ap)) slow(fmt, copy);
   va_end(copy);
 }
 
@@ -232,19 +228,13 @@ void Output::slowPrintf(const char* fmt, va_list ap) {
 void Output::printf(const char* fmt, ...) {
   // The fast formatter first; when it declines, the arguments are walked
   // again from the start, which saves copying them beforehand.
-  if (buf_.size() - len_ < kFastRoom) drain();
   va_list ap;
   va_start(ap, fmt);
-  size_t k;
-  bool done = formatFast(buf_.data() + len_, buf_.size() - len_, fmt, ap, &k);
+  bool done = fast(fmt, ap);
   va_end(ap);
-  if (done) {
-    len_ += k;
-    if (lineFlush_ && memchr(buf_.data() + len_ - k, '\n', k)) sync();
-    return;
-  }
+  if (done) return;
   va_start(ap, fmt);
-  slowPrintf(fmt, ap);
+  slow(fmt, ap);
   va_end(ap);
 }
 

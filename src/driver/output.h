@@ -22,6 +22,11 @@ namespace wp {
 // ends at once, and the top level reports it.
 struct WriteError {};
 
+// Whether descriptor fd writes to the null device (a descriptor open for
+// reading only, as a closed standard stream is filled in, fails its writes
+// instead).
+bool writesToNull(int fd);
+
 class Output {
  public:
   Output();

@@ -1,8 +1,6 @@
 #include "traces/sink.h"
 
-#include <fcntl.h>
 #include <sys/sendfile.h>
-#include <sys/stat.h>
 #include <unistd.h>
 
 #include <algorithm>
@@ -14,23 +12,9 @@
 
 namespace wp {
 
-namespace {
-
-// Whether the stream writes to /dev/null (a descriptor open for reading
-// only, as a closed standard output is filled in, fails its writes instead).
-bool toNull(FILE* f) {
-  struct stat null, st;
-  int fd = f ? fileno(f) : -1;
-  int mode = fd >= 0 ? fcntl(fd, F_GETFL) : -1;
-  return mode >= 0 && (mode & O_ACCMODE) != O_RDONLY && stat("/dev/null", &null) == 0 &&
-         fstat(fd, &st) == 0 && S_ISCHR(st.st_mode) && st.st_rdev == null.st_rdev;
-}
-
-}  // namespace
-
 TraceSink::TraceSink(FILE* listing, FILE* out, FILE* err) : real_{listing, out, err} {
   cookie_io_functions_t io = {nullptr, &TraceSink::onWrite, nullptr, nullptr};
-  for (int i = 0; i < 3; ++i) discard_[i] = toNull(real_[i]);
+  for (int i = 0; i < 3; ++i) discard_[i] = real_[i] && writesToNull(fileno(real_[i]));
   for (int i = 0; i < 3; ++i) {
     cookies_[i] = Cookie{this, static_cast<Stream>(i)};
     if (i == kListing && listing == out) continue;
