@@ -5,21 +5,13 @@
 // length, 15 bytes and a pad, EOT), of "update u set a = 1" 26, a DONE reply
 // 18, an ERR reply with an empty name 12. MT addresses read like strtol with
 // base 0: "00000010" is 8, "00000020" is 16.
-#include <fcntl.h>
-#include <gtest/gtest.h>
-#include <sqlite3.h>
-#include <sys/wait.h>
-#include <unistd.h>
-
 #include <cstdlib>
-#include <fstream>
-#include <sstream>
 #include <string>
 #include <vector>
 
-#include "tracec.h"
-#include "tracegen.h"
+#include "program.h"
 
+namespace wp::test {
 namespace {
 
 // Two traces that share a thread address and, once normalised, a statement.
@@ -44,97 +36,26 @@ CS 1700000005.0 { msg SQ_COMMAND short 0 str "select 4 from t" msg SQ_EOT }
 SC 1700000005.5 { msg 95 }
 )";
 
-class SeveralTraces : public ::testing::Test {
+class SeveralTraces : public Scratch {
  protected:
-  void SetUp() override {
-    char tmpl[] = "/tmp/wireprint-traces-XXXXXX";
-    dir_ = mkdtemp(tmpl);
-  }
-  void TearDown() override {
-    std::string cmd = "rm -rf '" + dir_ + "'";
-    EXPECT_EQ(system(cmd.c_str()), 0);
-  }
-
-  std::string path(const std::string& name) const { return dir_ + "/" + name; }
-  void write(const std::string& name, const std::vector<uint8_t>& bytes) {
-    std::ofstream(path(name), std::ios::binary)
-        .write(reinterpret_cast<const char*>(bytes.data()),
-               static_cast<std::streamsize>(bytes.size()));
-  }
-  std::string compiled(const std::string& name, const char* description) {
-    tracec::Result t = tracec::compile(description);
-    EXPECT_TRUE(t.ok()) << t.error;
-    write(name, t.bytes);
-    return path(name);
-  }
   std::string generated(const std::string& name, uint64_t seed, uint64_t size) {
-    tracegen::Config cfg;
-    cfg.seed = seed;
-    cfg.size = size;
-    cfg.statements = 40;
-    tracegen::VectorSink sink;
-    tracegen::generate(cfg, sink);
-    write(name, sink.bytes);
-    return path(name);
-  }
-  static std::string slurp(const std::string& file) {
-    std::ifstream f(file, std::ios::binary);
-    std::stringstream ss;
-    ss << f.rdbuf();
-    return ss.str();
+    return Scratch::generated(name, seed, size, 40);
   }
 
   // The program writing name.sqlite and name.html; returns the exit status.
   int run(const std::string& name, std::vector<std::string> args) {
     args.insert(args.begin(), {"-o", "/dev/null", "-db", path(name + ".sqlite"), "-report",
                                path(name + ".html")});
-    std::string err = path(name + ".err");
-    pid_t pid = fork();
-    if (pid == 0) {
-      int fe = open(err.c_str(), O_WRONLY | O_CREAT | O_TRUNC, 0644);
-      dup2(fe, 2);
-      std::vector<char*> argv{const_cast<char*>(WIREPRINT_BINARY)};
-      for (auto& a : args) argv.push_back(const_cast<char*>(a.c_str()));
-      argv.push_back(nullptr);
-      setenv("TZ", "UTC", 1);
-      execv(WIREPRINT_BINARY, argv.data());
-      _exit(127);
-    }
-    int st = 0;
-    waitpid(pid, &st, 0);
-    stderr_ = slurp(err);
+    int status = Scratch::run(args).status;
+    stderr_ = slurp(path("stderr"));
     page_ = slurp(path(name + ".html"));
     db_ = path(name + ".sqlite");
-    return WIFEXITED(st) ? WEXITSTATUS(st) : 128 + WTERMSIG(st);
+    return status;
   }
 
-  // The rows of a query on the last database, columns joined by '|', NULL as "-".
+  // The rows of a query on the last database (or on `db`).
   std::vector<std::string> rows(const std::string& sql, const std::string& db = "") const {
-    std::vector<std::string> out;
-    sqlite3* h = nullptr;
-    if (sqlite3_open_v2((db.empty() ? db_ : db).c_str(), &h, SQLITE_OPEN_READONLY, nullptr) !=
-        SQLITE_OK) {
-      ADD_FAILURE() << "cannot open the database";
-      sqlite3_close(h);
-      return out;
-    }
-    sqlite3_stmt* s = nullptr;
-    if (sqlite3_prepare_v2(h, sql.c_str(), -1, &s, nullptr) != SQLITE_OK) {
-      ADD_FAILURE() << sql << ": " << sqlite3_errmsg(h);
-    } else {
-      while (sqlite3_step(s) == SQLITE_ROW) {
-        std::string r;
-        for (int c = 0; c < sqlite3_column_count(s); ++c) {
-          if (c) r += '|';
-          auto t = sqlite3_column_text(s, c);
-          r += t ? reinterpret_cast<const char*>(t) : "-";
-        }
-        out.push_back(r);
-      }
-    }
-    sqlite3_finalize(s);
-    sqlite3_close(h);
-    return out;
+    return sqlRows(db.empty() ? db_ : db, sql);
   }
   // Every row of every table, in storage order, each led by its table.
   std::vector<std::string> everything(const std::string& db) const {
@@ -150,7 +71,7 @@ class SeveralTraces : public ::testing::Test {
     return page_.find(fragment) != std::string::npos;
   }
 
-  std::string dir_, db_, page_, stderr_;
+  std::string db_, page_, stderr_;
 };
 
 // Trace 2 cannot be opened: the others are still in, and it has its row.
@@ -338,3 +259,4 @@ TEST_F(SeveralTraces, GeneratedTracesSameAtAnyJobs) {
 }
 
 }  // namespace
+}  // namespace wp::test

@@ -5,11 +5,10 @@
 #pragma once
 
 #include <filesystem>
-#include <fstream>
-#include <sstream>
 #include <string>
 #include <vector>
 
+#include "program.h"
 #include "tracec.h"
 
 namespace wp::test {
@@ -20,13 +19,6 @@ struct GoldenCase {
   std::vector<uint8_t> trace;
   std::string stdoutText;  // as the test expects it
 };
-
-inline std::string slurp(const std::filesystem::path& p) {
-  std::ifstream f(p, std::ios::binary);
-  std::stringstream ss;
-  ss << f.rdbuf();
-  return ss.str();
-}
 
 inline std::vector<GoldenCase> goldenCases() {
   std::vector<GoldenCase> cases;

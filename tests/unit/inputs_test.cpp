@@ -3,59 +3,24 @@
 // and at several jobs, time windows over a generated trace, and a trace that
 // grows while it is followed. Each case runs the built binary.
 #include <fcntl.h>
-#include <gtest/gtest.h>
 #include <signal.h>
 #include <sys/stat.h>
-#include <sys/wait.h>
 #include <unistd.h>
 
 #include <chrono>
-#include <cstdio>
 #include <cstdlib>
 #include <fstream>
-#include <sstream>
 #include <string>
 #include <thread>
 #include <vector>
 
-#include "tracegen.h"
+#include "program.h"
 
+namespace wp::test {
 namespace {
 
-struct Result {
-  std::string out, err;
-  int status = -1;
-};
-
-class Inputs : public ::testing::Test {
+class Inputs : public Scratch {
  protected:
-  void SetUp() override {
-    char tmpl[] = "/tmp/wireprint-inputs-XXXXXX";
-    dir_ = mkdtemp(tmpl);
-  }
-  void TearDown() override {
-    std::string cmd = "rm -rf '" + dir_ + "'";
-    EXPECT_EQ(system(cmd.c_str()), 0);
-  }
-
-  std::string path(const std::string& name) const { return dir_ + "/" + name; }
-
-  // A generated trace of about `size` bytes.
-  std::string generated(const std::string& name, uint64_t seed, uint64_t size) {
-    tracegen::Config cfg;
-    cfg.seed = seed;
-    cfg.size = size;
-    cfg.statements = 50;
-    tracegen::VectorSink sink;
-    tracegen::generate(cfg, sink);
-    write(name, sink.bytes);
-    return path(name);
-  }
-  void write(const std::string& name, const std::vector<uint8_t>& bytes) {
-    std::ofstream(path(name), std::ios::binary)
-        .write(reinterpret_cast<const char*>(bytes.data()),
-               static_cast<std::streamsize>(bytes.size()));
-  }
   std::vector<uint8_t> read(const std::string& file) {
     std::ifstream f(file, std::ios::binary);
     return std::vector<uint8_t>(std::istreambuf_iterator<char>(f), {});
@@ -65,48 +30,6 @@ class Inputs : public ::testing::Test {
     std::string full = "cd '" + dir_ + "' && " + cmd;
     ASSERT_EQ(system(full.c_str()), 0) << cmd;
   }
-
-  // The program with these arguments; standard input from `input` if given.
-  Result run(const std::vector<std::string>& args, const std::string& input = "",
-             pid_t* started = nullptr, bool wait = true) {
-    std::string o = path("stdout"), e = path("stderr");
-    pid_t pid = fork();
-    if (pid == 0) {
-      int fo = open(o.c_str(), O_WRONLY | O_CREAT | O_TRUNC, 0644);
-      int fe = open(e.c_str(), O_WRONLY | O_CREAT | O_TRUNC, 0644);
-      int fi = open(input.empty() ? "/dev/null" : input.c_str(), O_RDONLY);
-      dup2(fo, 1);
-      dup2(fe, 2);
-      dup2(fi, 0);
-      std::vector<char*> argv{const_cast<char*>(WIREPRINT_BINARY)};
-      for (auto& a : args) argv.push_back(const_cast<char*>(a.c_str()));
-      argv.push_back(nullptr);
-      setenv("TZ", "UTC", 1);
-      execv(WIREPRINT_BINARY, argv.data());
-      _exit(127);
-    }
-    if (started) *started = pid;
-    Result r;
-    if (!wait) return r;
-    return collect(pid);
-  }
-  Result collect(pid_t pid) {
-    int st = 0;
-    waitpid(pid, &st, 0);
-    Result r;
-    r.status = WIFEXITED(st) ? WEXITSTATUS(st) : 128 + WTERMSIG(st);
-    r.out = slurp(path("stdout"));
-    r.err = slurp(path("stderr"));
-    return r;
-  }
-  static std::string slurp(const std::string& file) {
-    std::ifstream f(file, std::ios::binary);
-    std::stringstream ss;
-    ss << f.rdbuf();
-    return ss.str();
-  }
-
-  std::string dir_;
 };
 
 // The listing's packet time stamps, as printed.
@@ -243,8 +166,7 @@ TEST_F(Inputs, FollowReadsWhatTheWriterAppends) {
     std::ofstream f(grow, std::ios::binary);
     f.write(reinterpret_cast<const char*>(bytes.data()), static_cast<std::streamsize>(first));
   }
-  pid_t pid;
-  run({"-follow", "-summary", "-stmt_stat", grow}, "", &pid, false);
+  pid_t pid = start({"-follow", "-summary", "-stmt_stat", grow});
   std::this_thread::sleep_for(std::chrono::milliseconds(300));
   {
     std::ofstream f(grow, std::ios::binary | std::ios::app);
@@ -267,3 +189,4 @@ TEST_F(Inputs, FollowReadsWhatTheWriterAppends) {
 }
 
 }  // namespace
+}  // namespace wp::test

@@ -18,12 +18,14 @@
 #include "driver/run.h"
 #include "golden_cases.h"
 #include "tracec.h"
+#include "wholerun.h"
 
 namespace wp {
 namespace {
 
 using nlohmann::json;
 using test::GoldenCase;
+using test::Listed;
 
 struct Row {
   int64_t record = 0;  // the packet's record number, as JSON counts packets
@@ -43,28 +45,14 @@ struct Result {
 // Runs the program over a trace in memory, with -db to a fresh file when
 // `db`, and reads the message rows back through SQLite itself.
 Result run(const std::vector<uint8_t>& trace, std::vector<std::string> args, bool db) {
-  static FILE* null = fopen("/dev/null", "w");
   char dir[] = "/tmp/wireprint-fields-XXXXXX";
   EXPECT_NE(mkdtemp(dir), nullptr);
   std::string path = std::string(dir) + "/t.sqlite";
   if (db) args.insert(args.begin(), {"-db", path});
-  args.insert(args.begin(), "wireprint");
-  args.push_back("trace");
-  std::vector<char*> argv;
-  for (auto& a : args) argv.push_back(a.data());
-  FILE* out = tmpfile();
+  Listed l = test::listInMemory(trace, args);
   Result r;
-  {
-    auto w = std::make_unique<Run>();
-    w->out.setStreams(null, out);
-    w->rd.file.openMemory(trace.data(), trace.size());
-    r.status = runMain(*w, static_cast<int>(argv.size()), argv.data(),
-                       [](const char*) -> const char* { return nullptr; });
-  }
-  rewind(out);
-  char buf[4096];
-  for (size_t n; (n = fread(buf, 1, sizeof buf, out)) > 0;) r.out.append(buf, n);
-  fclose(out);
+  r.status = l.status;
+  r.out = std::move(l.out);
   sqlite3* h = nullptr;
   if (db && access(path.c_str(), F_OK) == 0 &&
       sqlite3_open_v2(path.c_str(), &h, SQLITE_OPEN_READONLY, nullptr) == SQLITE_OK) {

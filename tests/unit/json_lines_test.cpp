@@ -18,6 +18,7 @@
 #include "golden_cases.h"
 #include "json_schema.h"
 #include "tracec.h"
+#include "wholerun.h"
 
 namespace wp {
 namespace {
@@ -34,27 +35,10 @@ struct Rendered {
 };
 
 Rendered render(const GoldenCase& c, bool asJson) {
-  static FILE* null = fopen("/dev/null", "w");
-  std::vector<std::string> args{"wireprint"};
-  if (asJson) args.push_back("-json");
-  args.insert(args.end(), c.args.begin(), c.args.end());
-  args.push_back("trace");
-  std::vector<char*> argv;
-  for (auto& a : args) argv.push_back(a.data());
-  FILE* out = tmpfile();
+  std::vector<std::string> args = c.args;
+  if (asJson) args.insert(args.begin(), "-json");
   Rendered r;
-  {
-    auto run = std::make_unique<Run>();
-    run->out.setStreams(null, out);
-    run->em.setTally(&r.tally);
-    run->rd.file.openMemory(c.trace.data(), c.trace.size());
-    runMain(*run, static_cast<int>(argv.size()), argv.data(),
-            [](const char*) -> const char* { return nullptr; });
-  }
-  rewind(out);
-  char buf[4096];
-  for (size_t n; (n = fread(buf, 1, sizeof buf, out)) > 0;) r.text.append(buf, n);
-  fclose(out);
+  r.text = test::listInMemory(c.trace, args, [&](Run& run) { run.em.setTally(&r.tally); }).out;
   return r;
 }
 

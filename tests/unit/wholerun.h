@@ -5,6 +5,7 @@
 
 #include <chrono>
 #include <cstdio>
+#include <functional>
 #include <memory>
 #include <string>
 #include <vector>
@@ -57,6 +58,41 @@ inline Outcome runWhole(const std::vector<uint8_t>& bytes, std::vector<std::stri
     fclose(listing);
   }
   return o;
+}
+
+// The program over trace bytes in memory, standard error muted: its exit
+// status and standard output. `prepare` sets the run up before it starts;
+// `keep`, when given, receives the run once it is over.
+struct Listed {
+  int status = -1;
+  std::string out;
+};
+
+inline Listed listInMemory(const std::vector<uint8_t>& bytes, std::vector<std::string> args,
+                           const std::function<void(Run&)>& prepare = {},
+                           std::unique_ptr<Run>* keep = nullptr) {
+  static FILE* null = fopen("/dev/null", "w");
+  args.insert(args.begin(), "wireprint");
+  args.push_back("trace");
+  std::vector<char*> argv;
+  for (auto& a : args) argv.push_back(a.data());
+  FILE* out = tmpfile();
+  Listed l;
+  auto run = std::make_unique<Run>();
+  run->out.setStreams(null, out);
+  run->rd.file.openMemory(bytes.data(), bytes.size());
+  if (prepare) prepare(*run);
+  l.status = runMain(*run, static_cast<int>(argv.size()), argv.data(),
+                     [](const char*) -> const char* { return nullptr; });
+  run->out.sync();
+  fflush(out);
+  rewind(out);
+  char buf[4096];
+  for (size_t n; (n = fread(buf, 1, sizeof buf, out)) > 0;) l.out.append(buf, n);
+  run->out.setStreams(null, null);
+  fclose(out);
+  if (keep) *keep = std::move(run);
+  return l;
 }
 
 inline std::vector<uint8_t> compiled(const std::string& description) {

@@ -2,58 +2,18 @@
 // closed standard output, a pipe whose reader has gone) and with an "-o" file
 // that is the trace under another name: exit status, standard error, and what
 // is left in the files.
-#include <fcntl.h>
-#include <gtest/gtest.h>
-#include <sys/wait.h>
 #include <unistd.h>
 
-#include <csignal>
-#include <cstdlib>
-#include <fstream>
-#include <sstream>
 #include <string>
 #include <vector>
 
-#include "tracec.h"
+#include "program.h"
 
+namespace wp::test {
 namespace {
 
-enum class Stdout { kFile, kAppend, kFull, kClosed, kBrokenPipe };
-
-struct Result {
-  int status = -1;
-  std::string out, err;
-};
-
-std::string slurp(const std::string& path) {
-  std::ifstream f(path, std::ios::binary);
-  std::stringstream ss;
-  ss << f.rdbuf();
-  return ss.str();
-}
-
-class WriteErrors : public testing::Test {
+class WriteErrors : public Scratch {
  protected:
-  void SetUp() override {
-    char tmpl[] = "/tmp/wireprint-write-XXXXXX";
-    ASSERT_NE(mkdtemp(tmpl), nullptr);
-    dir_ = tmpl;
-  }
-  void TearDown() override {
-    std::string rm = "rm -rf '" + dir_ + "'";
-    EXPECT_EQ(system(rm.c_str()), 0);
-  }
-
-  // Writes the compiled description to DIR/name and returns its path.
-  std::string trace(const std::string& name, const std::string& description) {
-    tracec::Result r = tracec::compile(description);
-    EXPECT_TRUE(r.ok()) << r.error;
-    std::string path = dir_ + "/" + name;
-    std::ofstream(path, std::ios::binary)
-        .write(reinterpret_cast<const char*>(r.bytes.data()), r.bytes.size());
-    return path;
-  }
-
   // A listing of about a megabyte, well past the output buffer, from a trace
   // whose last record is cut short: its end prints "<path>: Success" on
   // standard error, so that message shows the whole trace was decoded.
@@ -61,67 +21,19 @@ class WriteErrors : public testing::Test {
     std::string d = "header 7\n";
     for (int i = 0; i < 20000; ++i) d += "CS 1700000000 { msg SQ_EOT }\n";
     d += "CS len=50 1700000000 { msg SQ_EOT }\n";
-    return trace("big.trace", d);
+    return compiled("big.trace", d);
   }
 
-  Result run(std::vector<std::string> args, Stdout mode) {
-    std::string outPath = dir_ + "/stdout", errPath = dir_ + "/stderr";
-    int pipeEnds[2] = {-1, -1};
-    if (mode == Stdout::kBrokenPipe) {
-      EXPECT_EQ(pipe(pipeEnds), 0);
-      close(pipeEnds[0]);  // no reader from the start
-    }
-    args.insert(args.begin(), WIREPRINT_BINARY);
-    pid_t pid = fork();
-    if (pid == 0) {
-      int in = open("/dev/null", O_RDONLY);
-      int err = open(errPath.c_str(), O_WRONLY | O_CREAT | O_TRUNC, 0644);
-      dup2(in, 0);
-      dup2(err, 2);
-      switch (mode) {
-        case Stdout::kFile:
-          dup2(open(outPath.c_str(), O_WRONLY | O_CREAT | O_TRUNC, 0644), 1);
-          break;
-        case Stdout::kAppend:
-          dup2(open(outPath.c_str(), O_WRONLY | O_CREAT | O_APPEND, 0644), 1);
-          break;
-        case Stdout::kFull:
-          dup2(open("/dev/full", O_WRONLY), 1);
-          break;
-        case Stdout::kClosed:
-          close(1);
-          break;
-        case Stdout::kBrokenPipe:
-          dup2(pipeEnds[1], 1);
-          signal(SIGPIPE, SIG_IGN);  // stays ignored across exec
-          break;
-      }
-      std::vector<char*> argv;
-      for (auto& a : args) argv.push_back(a.data());
-      argv.push_back(nullptr);
-      char tz[] = "TZ=UTC", lc[] = "LC_ALL=C";
-      char* envp[] = {tz, lc, nullptr};
-      execve(argv[0], argv.data(), envp);
-      _exit(127);
-    }
-    if (pipeEnds[1] >= 0) close(pipeEnds[1]);
-    int st = 0;
-    waitpid(pid, &st, 0);
-    Result r;
-    r.status = WIFEXITED(st) ? WEXITSTATUS(st) : 128 + WTERMSIG(st);
-    r.out = slurp(outPath);
-    r.err = slurp(errPath);
-    return r;
+  Result run(const std::vector<std::string>& args, Stdout mode) {
+    return Scratch::run(args, "", mode);
   }
-
-  std::string dir_;
 };
 
 const char kSmall[] = "header 7\nCS 1700000000 { msg SQ_BEGIN }\n";
 const char kSmallListing[] = "SQLIDBG Version 7\n\nC->S (2)\t\t\t\n\tSQ_BEGIN\n";
 
 TEST_F(WriteErrors, ListingThatCannotBeWrittenEndsWithStatusTwo) {
-  std::string small = trace("small.trace", kSmall), big = bigTrace();
+  std::string small = compiled("small.trace", kSmall), big = bigTrace();
   struct Case {
     const char* what;
     std::vector<std::string> args;
@@ -189,7 +101,7 @@ TEST_F(WriteErrors, ListingThatCannotBeWrittenEndsWithStatusTwo) {
 }
 
 TEST_F(WriteErrors, ClosedStandardOutputIsNoErrorWhenNothingGoesThere) {
-  std::string small = trace("small.trace", kSmall);
+  std::string small = compiled("small.trace", kSmall);
   Result r = run({"-notimestamp", "-o", dir_ + "/out", small}, Stdout::kClosed);
   EXPECT_EQ(r.status, 0);
   EXPECT_EQ(r.err, "");
@@ -197,7 +109,7 @@ TEST_F(WriteErrors, ClosedStandardOutputIsNoErrorWhenNothingGoesThere) {
 }
 
 TEST_F(WriteErrors, DeliveredListingsEndAsBefore) {
-  std::string small = trace("small.trace", kSmall), big = bigTrace();
+  std::string small = compiled("small.trace", kSmall), big = bigTrace();
   Result r = run({"-notimestamp", small}, Stdout::kFile);
   EXPECT_EQ(r.status, 0);
   EXPECT_EQ(r.out, kSmallListing);
@@ -208,7 +120,7 @@ TEST_F(WriteErrors, DeliveredListingsEndAsBefore) {
 }
 
 TEST_F(WriteErrors, OutputFileThatIsTheTraceByAHardLinkIsRefused) {
-  std::string small = trace("small.trace", kSmall);
+  std::string small = compiled("small.trace", kSmall);
   std::string before = slurp(small), link = dir_ + "/link";
   ASSERT_EQ(::link(small.c_str(), link.c_str()), 0);
   Result r = run({"-o", link, small}, Stdout::kFile);
@@ -228,7 +140,7 @@ TEST_F(WriteErrors, OutputFileThatIsTheTraceByAHardLinkIsRefused) {
 // With several traces, any one of them being the output file stops the run
 // before anything is written, whatever its place.
 TEST_F(WriteErrors, OutputFileThatIsOneOfSeveralTracesIsRefused) {
-  std::string a = trace("a.trace", kSmall), b = trace("b.trace", kSmall);
+  std::string a = compiled("a.trace", kSmall), b = compiled("b.trace", kSmall);
   std::string beforeA = slurp(a), before = slurp(b), link = dir_ + "/link";
   ASSERT_EQ(::link(b.c_str(), link.c_str()), 0);
   for (const char* jobs : {"1", "2"}) {
@@ -247,3 +159,4 @@ TEST_F(WriteErrors, OutputFileThatIsOneOfSeveralTracesIsRefused) {
 }
 
 }  // namespace
+}  // namespace wp::test
