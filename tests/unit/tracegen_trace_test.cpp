@@ -15,6 +15,7 @@
 #include "driver/run.h"
 #include "stats/stmtstats.h"
 #include "tracegen.h"
+#include "wholerun.h"
 
 namespace {
 
@@ -247,43 +248,6 @@ TEST(TracegenTrace, ConfigurationChecks) {
 
 // ---- through the whole program ----
 
-struct Listing {
-  int status;
-  std::string out, err;
-};
-
-std::string slurp(FILE* f) {
-  fflush(f);
-  rewind(f);
-  std::string s;
-  char buf[1 << 16];
-  size_t n;
-  while ((n = fread(buf, 1, sizeof buf, f)) > 0) s.append(buf, n);
-  fclose(f);
-  return s;
-}
-
-// Runs wireprint on the bytes in memory, standard output and error captured.
-Listing runWireprint(const std::vector<uint8_t>& bytes, std::vector<std::string> args) {
-  args.insert(args.begin(), "wireprint");
-  args.push_back("trace");
-  std::vector<char*> argv;
-  for (auto& a : args) argv.push_back(a.data());
-  FILE* out = tmpfile();
-  FILE* err = tmpfile();
-  Listing l;
-  {
-    auto run = std::make_unique<wp::Run>();
-    run->out.setStreams(err, out);
-    run->rd.file.openMemory(bytes.data(), bytes.size());
-    l.status = wp::runMain(*run, static_cast<int>(argv.size()), argv.data(),
-                           [](const char*) -> const char* { return nullptr; });
-  }
-  l.out = slurp(out);
-  l.err = slurp(err);
-  return l;
-}
-
 // Every record gets its line in the listing, in order and with its length.
 TEST(TracegenTrace, ProgramListsEveryRecordInOrder) {
   Config cfg = small(Session::Protocols, 21);
@@ -292,7 +256,7 @@ TEST(TracegenTrace, ProgramListsEveryRecordInOrder) {
   auto bytes = generate(cfg);
   Trace t = parse(bytes);
   ASSERT_EQ(t.error, "");
-  Listing l = runWireprint(bytes, {});
+  wp::test::Listed l = wp::test::listInMemory(bytes, {});
   ASSERT_EQ(l.status, 0);
   std::vector<std::string> want, got;
   for (const Record& r : t.records) {
@@ -350,7 +314,7 @@ TEST(TracegenTrace, EveryMessageDecodesInStep) {
                                                  {"-min", "-tuple"},
                                                  {"-udt", "-blob", "-isprint", "-cmd_time"}}) {
         std::string what = std::to_string(maxPacket) + (args.empty() ? "" : " " + args[0]);
-        Listing l = runWireprint(bytes, args);
+        wp::test::Listed l = wp::test::listInMemory(bytes, args);
         EXPECT_EQ(l.status, 0) << what;
         EXPECT_EQ(l.err, "") << what;
         EXPECT_EQ(tally(l.out, "ERROR:").lines, 0u) << what;
@@ -467,13 +431,13 @@ TEST(TracegenTrace, DumpOptionsDecodeTheSameMessages) {
     ASSERT_EQ(t.error, "");
     for (uint64_t cut = 0; cut < 4; ++cut) {
       auto bytes = printonly::recut(t, seed * 16 + cut, cut % 2 == 0);
-      Listing plain = runWireprint(bytes, {"-notimestamp"});
+      wp::test::Listed plain = wp::test::listInMemory(bytes, {"-notimestamp"});
       auto want = printonly::messageSequence(plain.out, true);
       for (auto args : std::vector<std::vector<std::string>>{
                {"-notimestamp", "-blob", "-tuple", "-udt"},
                {"-notimestamp", "-tuple"},
                {"-notimestamp", "-min", "-isprint", "-cmd_time"}}) {
-        Listing dumped = runWireprint(bytes, args);
+        wp::test::Listed dumped = wp::test::listInMemory(bytes, args);
         bool min = std::find(args.begin(), args.end(), "-min") != args.end();
         auto got = printonly::messageSequence(dumped.out, !min);
         ++compared;

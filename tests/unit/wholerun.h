@@ -60,13 +60,23 @@ inline Outcome runWhole(const std::vector<uint8_t>& bytes, std::vector<std::stri
   return o;
 }
 
-// The program over trace bytes in memory, standard error muted: its exit
-// status and standard output. `prepare` sets the run up before it starts;
-// `keep`, when given, receives the run once it is over.
+// The program over trace bytes in memory: its exit status, standard output
+// and standard error. `prepare` sets the run up before it starts; `keep`,
+// when given, receives the run once it is over.
 struct Listed {
   int status = -1;
-  std::string out;
+  std::string out, err;
 };
+
+inline std::string drained(FILE* f) {
+  fflush(f);
+  rewind(f);
+  std::string s;
+  char buf[1 << 16];
+  for (size_t n; (n = fread(buf, 1, sizeof buf, f)) > 0;) s.append(buf, n);
+  fclose(f);
+  return s;
+}
 
 inline Listed listInMemory(const std::vector<uint8_t>& bytes, std::vector<std::string> args,
                            const std::function<void(Run&)>& prepare = {},
@@ -77,20 +87,17 @@ inline Listed listInMemory(const std::vector<uint8_t>& bytes, std::vector<std::s
   std::vector<char*> argv;
   for (auto& a : args) argv.push_back(a.data());
   FILE* out = tmpfile();
+  FILE* err = tmpfile();
   Listed l;
   auto run = std::make_unique<Run>();
-  run->out.setStreams(null, out);
+  run->out.setStreams(err, out);
   run->rd.file.openMemory(bytes.data(), bytes.size());
   if (prepare) prepare(*run);
   l.status = runMain(*run, static_cast<int>(argv.size()), argv.data(),
                      [](const char*) -> const char* { return nullptr; });
-  run->out.sync();
-  fflush(out);
-  rewind(out);
-  char buf[4096];
-  for (size_t n; (n = fread(buf, 1, sizeof buf, out)) > 0;) l.out.append(buf, n);
-  run->out.setStreams(null, null);
-  fclose(out);
+  run->out.setStreams(null, null);  // writes out what is buffered
+  l.out = drained(out);
+  l.err = drained(err);
   if (keep) *keep = std::move(run);
   return l;
 }
