@@ -17,18 +17,21 @@ tool_packages=(
   make
   pkg-config
 )
-# chromium opens the HTML report (tests/report/browser_test.sh), with a font.
+# chromium opens the HTML report (tests/report/browser_test.sh), with a font;
+# jq and sqlite3 run the README's queries (tests/docs/check_readme_queries.sh).
 test_packages=(
   bzip2
   chromium
   fonts-dejavu-core
   groff-base
   gzip
+  jq
   libbenchmark-dev
   libgmock-dev
   libgtest-dev
   lz4
   nlohmann-json3-dev
+  sqlite3
   xz-utils
   zstd
 )
