@@ -46,7 +46,7 @@ expect "longest waits, all" '[12500,8,"SQ_COMMAND SQ_EOT"]
 [2500,2,"SQ_BEGIN SQ_EOT"]
 [3750,6,"SQ_COMMAND SQ_EOT"]
 [5000,10,"SQ_RBWORK SQ_EOT"]
-[5000,4,"SQ_PREPARE SQ_NDESCRIBE SQ_WANTDONE SQ_EOT"]' "$(sort <<<"$waits")"
+[5000,4,"SQ_PREPARE SQ_NDESCRIBE SQ_WANTDONE SQ_EOT"]' "$(LC_ALL=C sort <<<"$waits")"
 
 # The values bound to the INSERT of examples/summary.trace.
 bound=$(sed "s/--arg sql '[^']*'/--arg sql 'insert into item values (?, ?, ?)'/" <<<"${lines[2]}")
