@@ -160,24 +160,6 @@ TEST(DbFields, EveryGoldenTraceMatchesItsJson) {
   EXPECT_GT(rows, 1000u);
 }
 
-// The JSON goldens' expected lines were written by hand: the rows must hold
-// exactly their fields.
-TEST(DbFields, JsonGoldenExpectationsAreTheRows) {
-  int checked = 0;
-  for (const GoldenCase& c : test::goldenCases()) {
-    if (c.name.rfind("json_", 0) != 0 || c.name == "json_several_traces.test") continue;
-    SCOPED_TRACE(c.name);
-    std::vector<std::string> args;
-    for (const std::string& a : c.args)
-      if (a != "-json") args.push_back(a);
-    Result db = run(c.trace, args, true);
-    ASSERT_TRUE(db.haveDb);
-    compareRows(db.rows, c.stdoutText);
-    ++checked;
-  }
-  EXPECT_GE(checked, 20);
-}
-
 std::vector<uint8_t> compile(const char* description) {
   tracec::Result t = tracec::compile(description);
   EXPECT_TRUE(t.ok()) << t.error;

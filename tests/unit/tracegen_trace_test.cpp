@@ -147,35 +147,6 @@ TEST(TracegenTrace, RecordsReadBackAsCountedAndEveryPacketIsEven) {
   }
 }
 
-// The client opens the session: session information first, then the server
-// announces its internal version, and every turn ends with SQ_EOT.
-TEST(TracegenTrace, SessionStartsWithInfoAndInternalVersion) {
-  for (Session s : {Session::InternalVersion, Session::Protocols}) {
-    Trace t = parse(generate(small(s, 3)));
-    ASSERT_EQ(t.error, "");
-    ASSERT_GT(t.records.size(), 8u);
-    const Record& info = t.records[0];
-    EXPECT_STREQ(info.code, "CS");
-    ASSERT_GE(info.data.size(), 4u);
-    EXPECT_EQ(info.data[0] << 8 | info.data[1], 81);  // SQ_INFO
-    const auto& d = info.data;
-    EXPECT_EQ(d[d.size() - 2] << 8 | d[d.size() - 1], 12);  // SQ_EOT
-    const Record& iv = t.records[1];
-    EXPECT_STREQ(iv.code, "SC");
-    std::vector<uint8_t> want = {
-        0, 110, 1, static_cast<uint8_t>(s == Session::Protocols ? 0x3c : 0x36), 0, 12};
-    EXPECT_EQ(iv.data, want);
-    if (s == Session::Protocols) {
-      // Client stream, then server stream: type, length 8, 8 bytes.
-      for (int i : {2, 3}) {
-        ASSERT_EQ(t.records[i].data.size(), 14u);
-        EXPECT_EQ(t.records[i].data[1], 126);
-        EXPECT_EQ(t.records[i].data[3], 8);
-      }
-    }
-  }
-}
-
 TEST(TracegenTrace, ThreadsHaveDistinctDecimalAddresses) {
   Config cfg = small(Session::InternalVersion, 4);
   cfg.threads = 9;
@@ -198,52 +169,6 @@ TEST(TracegenTrace, SameSeedSameBytesOtherSeedOtherBytes) {
   Config b = a;
   b.seed = 43;
   EXPECT_NE(first, generate(b));
-}
-
-TEST(TracegenTrace, OperationLimitEndsOnAWholeTurn) {
-  Config cfg = small(Session::InternalVersion, 8);
-  cfg.size = 0;
-  cfg.ops = 50;
-  tracegen::Stats st;
-  Trace t = parse(generate(cfg, &st));
-  ASSERT_EQ(t.error, "");
-  EXPECT_EQ(st.operations, 50u);
-  // No operation is cut short: the trace ends on a whole server turn.
-  ASSERT_FALSE(t.records.empty());
-  const Record& last = t.records.back();
-  EXPECT_STREQ(last.code, "SC");
-  EXPECT_EQ(last.data[last.data.size() - 2] << 8 | last.data.back(), 12);
-}
-
-TEST(TracegenTrace, NewRatioOneUsesEveryStatementOnce) {
-  Config cfg = small(Session::InternalVersion, 5);
-  cfg.size = 0;
-  cfg.ops = 100;
-  cfg.statements = 100;
-  cfg.newRatio = 1;
-  tracegen::Stats st;
-  generate(cfg, &st);
-  EXPECT_EQ(st.statementsUsed, 100);
-  // Drawn at random, some statements repeat and some are not reached.
-  cfg.newRatio = 0;
-  generate(cfg, &st);
-  EXPECT_GT(st.statementsUsed, 20);
-  EXPECT_LT(st.statementsUsed, 100);
-}
-
-TEST(TracegenTrace, ConfigurationChecks) {
-  Config ok;
-  EXPECT_EQ(tracegen::check(ok), "");
-  Config c = ok;
-  c.maxPacket = 301;
-  EXPECT_NE(tracegen::check(c), "");
-  c = ok;
-  c.threads = 65;
-  EXPECT_NE(tracegen::check(c), "");
-  c = ok;
-  c.size = 0;
-  c.ops = 0;
-  EXPECT_NE(tracegen::check(c), "");
 }
 
 // ---- through the whole program ----
